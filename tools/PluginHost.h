@@ -1,0 +1,27 @@
+#pragma once
+#include <string>
+
+#include "host/FileReaderResource.h"
+#include "host/Plugin.h"
+
+// Loads the plug-in library as the editor does: finds hcPluginInstance, runs
+// the initialisation, and unloads it again on destruction.
+class PluginHost {
+public:
+    PluginHost() = default;
+    ~PluginHost();
+    PluginHost(const PluginHost&) = delete;
+    PluginHost& operator=(const PluginHost&) = delete;
+
+    // False with error() set when the library or its entry can't be had.
+    bool load(const std::string& libraryPath);
+    HcPluginBase& plugin() const { return *m_plugin; }
+    // The first resource that reads files, or null.
+    Hc::FileReaderResource* fileReader() const;
+    const std::string& error() const { return m_error; }
+
+private:
+    void* m_library = nullptr;
+    HcPluginBase* m_plugin = nullptr;
+    std::string m_error;
+};

@@ -1,0 +1,230 @@
+#include "tools/Probe.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <numeric>
+#include <vector>
+
+#include "frame/FourCC.h"
+#include "frame/MediaFileReader.h"
+#include "frame/TimeCode.h"
+#include "frame/Utf8.h"
+#include "host/Json.h"
+#include "tools/Md5.h"
+
+using Corvidane::MediaFileReader;
+
+namespace {
+
+std::string narrow(const std::wstring& text)
+{
+    std::string out;
+    Corvidane::toUtf8(text, out);
+    return out;
+}
+
+const char* formatName(int fileType)
+{
+    switch (fileType) {
+    case 0: return "avi";
+    case 2: return "mov";
+    case 3: return "mxf";
+    case 6: return "growing";
+    default: return "unknown";
+    }
+}
+
+// "HH:MM:SS:FF", with ';' before the frames for drop frame.
+std::string timecodeText(MediaFileReader& reader, int stream)
+{
+    unsigned start = 0;
+    if (!isSuccess(reader.get_TimeCode(stream, 0, &start)))
+        return {};
+    bool drop = reader.get_IsDropFrame(stream);
+    Corvidane::CTimeCodeEx timecode(start, reader.get_Rate(stream), drop);
+    return narrow(timecode.toStdString(drop));
+}
+
+class Prober {
+public:
+    Prober(MediaFileReader& reader, const ProbeOptions& options) : m_reader(reader), m_options(options) {}
+
+    bool run(JSON::Builder& json)
+    {
+        int count = m_reader.get_StreamCount();
+        std::string fileTimecode;
+        for (int stream = 0; stream < count && fileTimecode.empty(); ++stream)
+            if (m_reader.get_IsTimeCode(stream))
+                fileTimecode = timecodeText(m_reader, stream);
+
+        json.startChild("format");
+        json.add("format_name", formatName(m_reader.get_FileType()));
+        json.add("nb_streams", count);
+        json.startChild("tags");
+        if (!fileTimecode.empty())
+            json.add("timecode", fileTimecode);
+        json.endChild();
+        json.endChild();
+
+        json.startArray("streams");
+        for (int stream = 0; stream < count; ++stream)
+            describeStream(json, stream);
+        json.endArray();
+
+        if (!m_options.packets)
+            return true;
+        json.startArray("packets");
+        for (int stream = 0; stream < count; ++stream)
+            if (!listPackets(json, stream))
+                return false;
+        json.endArray();
+        return true;
+    }
+
+    std::string error() const { return m_error; }
+
+private:
+    void describeStream(JSON::Builder& json, int stream)
+    {
+        bool video = m_reader.get_IsVideo(stream);
+        bool audio = m_reader.get_IsAudio(stream);
+        json.startChild();
+        json.add("index", stream);
+        json.add("codec_type", video ? "video" : audio ? "audio" : "data");
+        unsigned fcc = 0;
+        if (isSuccess(m_reader.get_FCC(stream, fcc)))
+            json.add("codec_tag_string", Corvidane::fourCCToString(fcc));
+        if (video) {
+            json.add("width", m_reader.get_Width(stream));
+            json.add("height", m_reader.get_Height(stream));
+        }
+        int rate = 0, scale = 0;
+        if (isSuccess(m_reader.get_RateAndScale(stream, &rate, &scale)) && rate > 0 && scale > 0) {
+            int divisor = std::gcd(rate, scale);
+            json.add("r_frame_rate", std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor));
+        }
+        json.add("nb_frames", m_reader.get_Length(stream));
+        if (audio) {
+            unsigned sampleRate = 0;
+            if (isSuccess(m_reader.get_AudioSampleRate(stream, sampleRate)))
+                json.add("sample_rate", sampleRate);
+            json.add("channels", m_reader.get_ChannelCount(stream));
+            json.add("bits_per_sample", m_reader.get_BitsPerSample(stream));
+        }
+        json.startChild("tags");
+        if (m_reader.get_IsTimeCode(stream)) {
+            std::string timecode = timecodeText(m_reader, stream);
+            if (!timecode.empty())
+                json.add("timecode", timecode);
+        }
+        std::string reel = narrow(m_reader.getSourceTape());
+        if (!reel.empty())
+            json.add("reel_name", reel);
+        json.endChild();
+        json.endChild();
+    }
+
+    // One packet per sample. Audio samples are single sound frames, so runs of
+    // them that lie back to back in the file make one packet each, as the
+    // file's chunks do.
+    bool listPackets(JSON::Builder& json, int stream)
+    {
+        if (!isSuccess(m_reader.essenceOpen(static_cast<unsigned>(stream)))) {
+            m_error = "cannot open stream " + std::to_string(stream);
+            return false;
+        }
+        bool audio = m_reader.get_IsAudio(stream);
+        unsigned length = m_reader.get_Length(stream);
+        unsigned sample = 0;
+        while (sample < length) {
+            Corvidane::IndexEntry first;
+            if (!isSuccess(m_reader.getIndexEntry(sample, first))) {
+                m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream);
+                return false;
+            }
+            unsigned count = 1;
+            uint64_t size = first.size;
+            while (audio && sample + count < length && size < maxAudioPacket) {
+                Corvidane::IndexEntry next;
+                if (!isSuccess(m_reader.getIndexEntry(sample + count, next)) || next.offset != first.offset + size)
+                    break;
+                size += next.size;
+                ++count;
+            }
+            json.startChild();
+            json.add("stream_index", stream);
+            json.add("pos", first.offset);
+            json.add("size", size);
+            json.add("flags", Corvidane::isKeyFrame(first) ? "K_" : "__");
+            if (m_options.hashMd5) {
+                std::string hash;
+                if (!hashSamples(sample, count, hash))
+                    return false;
+                json.add("data_hash", "MD5:" + hash);
+            }
+            json.endChild();
+            sample += count;
+        }
+        return true;
+    }
+
+    bool hashSamples(unsigned start, unsigned count, std::string& hash)
+    {
+        for (int attempt = 0; attempt < 8; ++attempt) {
+            unsigned offset = 0, size = 0;
+            CvResult result = m_reader.essenceRead(start, count, m_buffer.data(), static_cast<unsigned>(m_buffer.size()),
+                                                   offset, size);
+            if (result == InsufficientBuffer || result == BufferTooSmall) {
+                // The reader asks for more room than its sector arithmetic allows for.
+                size_t wanted = std::max<size_t>(m_buffer.size() * 2, size_t(size) + 2 * 65536);
+                if (wanted > maxBuffer)
+                    break;
+                m_buffer.resize(wanted);
+                continue;
+            }
+            if (!isSuccess(result) || uint64_t(offset) + size > m_buffer.size()) {
+                m_error = "cannot read sample " + std::to_string(start) + ": " + narrow(m_reader.getLastError());
+                return false;
+            }
+            Md5 md5;
+            md5.update(m_buffer.data() + offset, size);
+            hash = md5.hexDigest();
+            return true;
+        }
+        m_error = "the reader wants an ever larger buffer for sample " + std::to_string(start);
+        return false;
+    }
+
+    static constexpr uint64_t maxAudioPacket = 1 << 20;
+    static constexpr size_t maxBuffer = size_t(1) << 30;
+    MediaFileReader& m_reader;
+    const ProbeOptions& m_options;
+    std::vector<unsigned char> m_buffer = std::vector<unsigned char>(4 << 20);
+    std::string m_error;
+};
+
+} // namespace
+
+int probeFile(Hc::FileReaderResource& resource, const std::wstring& path, const ProbeOptions& options)
+{
+    std::string name = narrow(path);
+    if (!resource.isFileTypeSupported(path, 0)) {
+        std::fprintf(stderr, "cvtool: %s: not a file type the plug-in reads\n", name.c_str());
+        return 2;
+    }
+    std::unique_ptr<FileReadInstance> file(resource.openFile(path, 0, 0));
+    MediaFileReader* reader = file ? file->containerReader() : nullptr;
+    if (!reader) {
+        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", name.c_str());
+        return 1;
+    }
+    JSON::Builder json(4);
+    Prober prober(*reader, options);
+    if (!prober.run(json)) {
+        std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), prober.error().c_str());
+        return 1;
+    }
+    std::printf("%s\n", json.output().c_str());
+    return 0;
+}

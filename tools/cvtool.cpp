@@ -1,0 +1,120 @@
+// cvtool: a command-line host for the plug-in. It loads the library the way
+// the editor does and drives its resources.
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "frame/Utf8.h"
+#include "tools/PluginHost.h"
+#include "tools/Probe.h"
+
+namespace {
+
+const char* usage =
+    "usage: cvtool [--plugin LIBRARY] [--config KEY=VALUE]... COMMAND ...\n"
+    "commands:\n"
+    "  plugins                                 list the plug-in's resources in creation order\n"
+    "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n";
+
+int listPlugins(PluginHost& host)
+{
+    HcPluginBase& plugin = host.plugin();
+    std::printf("%s %s\n", plugin.name().c_str(), plugin.version().c_str());
+    int index = 0;
+    for (HcComponentBase* resource : plugin.resources()) {
+        std::string kind, list;
+        const std::vector<std::string>* names = nullptr;
+        if (Hc::FileReaderResource* reader = resource->asFileReader()) {
+            kind = "reader";
+            names = &reader->extensions();
+        } else if (Hc::FileWriterResource* writer = resource->asFileWriter()) {
+            kind = "writer";
+            names = &writer->formats();
+        }
+        for (size_t i = 0; names && i < names->size(); ++i)
+            list += (i ? "," : "") + (*names)[i];
+        std::printf("%d %-6s \"%s\" %s %s\n", index++, kind.c_str(), resource->resourceCode().c_str(),
+                    resource->resourceName().c_str(), list.c_str());
+    }
+    return 0;
+}
+
+int probe(PluginHost& host, const std::vector<std::string>& args)
+{
+    ProbeOptions options;
+    std::string file;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--packets") {
+            options.packets = true;
+        } else if (args[i] == "--hash" && i + 1 < args.size() && args[i + 1] == "md5") {
+            options.hashMd5 = true;
+            ++i;
+        } else if (file.empty() && args[i].rfind("--", 0) != 0) {
+            file = args[i];
+        } else {
+            std::fputs(usage, stderr);
+            return 2;
+        }
+    }
+    if (file.empty()) {
+        std::fputs(usage, stderr);
+        return 2;
+    }
+    Hc::FileReaderResource* reader = host.fileReader();
+    if (!reader) {
+        std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
+        return 1;
+    }
+    return probeFile(*reader, Corvidane::fromUtf8(file), options);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::setlocale(LC_ALL, "");
+    std::string library = CV_DEFAULT_PLUGIN;
+    if (const char* fromEnvironment = std::getenv("CV_PLUGIN"))
+        library = fromEnvironment;
+    int arg = 1;
+    for (; arg < argc && std::strncmp(argv[arg], "--", 2) == 0; ++arg) {
+        std::string option = argv[arg];
+        if (option == "--plugin" && arg + 1 < argc) {
+            library = argv[++arg];
+        } else if (option == "--config" && arg + 1 < argc) {
+            // Configuration reaches the plug-in as the host's global settings,
+            // which it reads when it loads.
+            std::string setting = argv[++arg];
+            auto equals = setting.find('=');
+            if (equals == std::string::npos || equals == 0) {
+                std::fputs(usage, stderr);
+                return 2;
+            }
+            ::setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
+        } else {
+            std::fputs(usage, stderr);
+            return 2;
+        }
+    }
+    if (arg >= argc) {
+        std::fputs(usage, stderr);
+        return 2;
+    }
+    std::string command = argv[arg];
+    std::vector<std::string> args(argv + arg + 1, argv + argc);
+
+    PluginHost host;
+    if (!host.load(library)) {
+        std::fprintf(stderr, "cvtool: %s\n", host.error().c_str());
+        return 1;
+    }
+    if (command == "plugins")
+        return listPlugins(host);
+    if (command == "probe")
+        return probe(host, args);
+    std::fputs(usage, stderr);
+    return 2;
+}
