@@ -30,7 +30,9 @@ bool hostPath(const wchar_t* path, std::string& out)
 
 DeviceDriver::DeviceDriver() : HcDeviceDriverBase("Halcyonics CvWrappers", "17.1.0.149111") {}
 
-DeviceDriver::~DeviceDriver() { CvFileIOFactoryProvider::instance().unregisterCvFileIOFactory(this); }
+// The driver dies among the library's exit handlers, after the provider it
+// registered with may already have gone, so it leaves the provider alone.
+DeviceDriver::~DeviceDriver() = default;
 
 bool DeviceDriver::postLoadInitialization()
 {

@@ -354,14 +354,12 @@ bool CTimeCodeEx::toHHMMSSFF(short& hours, short& minutes, short& seconds, short
     // those come out as a minute's skipped labels and are folded back below.
     if (counts && (r.dropFrame || !asDropFrame)) {
         const uint64_t tens = n / counts->framesPerTen;
-        const uint64_t inTen = n % counts->framesPerTen;
-        uint64_t minute = inTen / counts->framesPerMinute;
-        const bool firstMinute = tens == 0 && inTen < counts->labelsPerMinute;
-        if (!(firstMinute && asDropFrame)) {
-            if (minute % 10 == 0)
-                minute -= minute / 10;
-            n += counts->drop * tens * 9 + minute * counts->drop;
-        }
+        uint64_t minute = n % counts->framesPerTen / counts->framesPerMinute;
+        // A block has nine minutes that skip; its last `drop` frames would
+        // otherwise count a tenth.
+        if (minute == 10)
+            minute = 9;
+        n += (tens * 9 + minute) * counts->drop;
     }
 
     frames = static_cast<short>(n % base);

@@ -15,7 +15,8 @@ namespace Corvidane {
 // (`mode` above 0, `asDropFrame` true) follows the drop flag: with it set, labels
 // are SMPTE drop frame labels; without it, plain counts of 30 or 60 per second.
 // The other form (`mode` 0, `asDropFrame` false) always counts in drop frame
-// arithmetic but prints a minute's first two numbers instead of skipping them.
+// arithmetic, but skips the last labels of the minute before instead of a
+// minute's first ones: 00:00:59:27 is followed by 00:01:00:00.
 class CTimeCodeEx {
 public:
     // The frame count of a value that isn't a time.

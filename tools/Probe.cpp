@@ -35,7 +35,7 @@ const char* formatName(int fileType)
     }
 }
 
-// "HH:MM:SS:FF", with ';' before the frames for drop frame.
+// "HH:MM:SS:FF" as ffprobe prints it: ';' before the frames for drop frame.
 std::string timecodeText(MediaFileReader& reader, int stream)
 {
     unsigned start = 0;
@@ -43,7 +43,12 @@ std::string timecodeText(MediaFileReader& reader, int stream)
         return {};
     bool drop = reader.get_IsDropFrame(stream);
     Corvidane::CTimeCodeEx timecode(start, reader.get_Rate(stream), drop);
-    return narrow(timecode.toStdString(drop));
+    short hours = 0, minutes = 0, seconds = 0, frames = 0;
+    if (!timecode.isValid() || !timecode.toHHMMSSFF(hours, minutes, seconds, frames, drop))
+        return {};
+    char text[32];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", hours, minutes, seconds, drop ? ';' : ':', frames);
+    return text;
 }
 
 class Prober {

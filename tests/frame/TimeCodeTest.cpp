@@ -81,9 +81,9 @@ void checkDropFrameDay(double rate, const DropFrameRule& rule, unsigned long fra
 
     Label expected = {0, 0, 0, 0};
     for (unsigned long n = 0; n < tc.getMaxFrames(); ++n) {
-        ASSERT_TRUE(tc.setDuration(n, false));
         short h, m, s, f;
-        ASSERT_TRUE(tc.toHHMMSSFF(h, m, s, f, true));
+        if (!tc.setDuration(n, false) || !tc.toHHMMSSFF(h, m, s, f, true))
+            FAIL() << "frame " << n << " has no label";
         const Label got = {h, m, s, f};
         if (!(got == expected))
             FAIL() << "frame " << n << " printed " << text(got) << ", expected " << text(expected);
@@ -445,14 +445,19 @@ TEST(TimeCode, DropCountedLabelsWithoutSkipsRoundTrip)
     CTimeCodeEx flagged(0ul, kNtsc, true);
     long previous = -1;
     for (unsigned long n = 0; n < 107892ul * 24; ++n) {
-        plain.setDuration(n, false);
-        flagged.setDuration(n, false);
-        const Label l = labelOf(plain, false);
-        ASSERT_TRUE(labelOf(flagged, false) == l) << n;
+        short h, m, s, f, fh, fm, fs, ff;
+        if (!plain.setDuration(n, false) || !flagged.setDuration(n, false)
+            || !plain.toHHMMSSFF(h, m, s, f, false) || !flagged.toHHMMSSFF(fh, fm, fs, ff, false))
+            FAIL() << "frame " << n << " has no label";
+        const Label l = {h, m, s, f};
+        if (!(Label{fh, fm, fs, ff} == l))
+            FAIL() << "frame " << n << " depends on the drop flag";
         const long nominal = ((l.h * 60L + l.m) * 60 + l.s) * 30 + l.f;
-        ASSERT_GT(nominal, previous) << n;
+        if (nominal <= previous)
+            FAIL() << "frame " << n << " printed " << text(l) << ", not after the frame before";
         previous = nominal;
-        ASSERT_EQ(plain.toFrameCount(l.h, l.m, l.s, l.f, 0), n) << text(l);
+        if (plain.toFrameCount(h, m, s, f, 0) != n)
+            FAIL() << "label " << text(l) << " read back as " << plain.toFrameCount(h, m, s, f, 0) << ", expected " << n;
     }
     EXPECT_EQ(CTimeCodeEx(1798ul, kNtsc, false).toStdString(false), L"00:01:00:00");
     EXPECT_EQ(CTimeCodeEx(17982ul, kNtsc, false).toStdString(false), L"00:10:00:00");
