@@ -9,18 +9,12 @@
 
 namespace {
 
-class PosixFile : public iFile {
+class PosixFile : public PositionedFile {
 public:
     PosixFile(int fd, uint64_t size) : m_fd(fd), m_size(size) {}
     ~PosixFile() override { ::close(m_fd); }
 
-    size_t read(void* buffer, size_t size) override
-    {
-        size_t got = read(m_position, buffer, size);
-        m_position += got;
-        return got;
-    }
-
+    using PositionedFile::read;
     size_t read(uint64_t position, void* buffer, size_t size) override
     {
         // pread may return less than asked for large requests; a short count
@@ -73,11 +67,8 @@ public:
             errno = EINVAL;
             return false;
         }
-        m_position = position;
-        return true;
+        return PositionedFile::setPosition(position);
     }
-
-    uint64_t getPosition() const override { return m_position; }
     uint64_t getSize() const override { return m_size; }
 
     void recalculateSize() override
@@ -91,7 +82,6 @@ public:
 private:
     int m_fd;
     uint64_t m_size;
-    uint64_t m_position = 0;
 };
 
 class PosixDrive : public iDiskDrive {

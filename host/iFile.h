@@ -31,6 +31,28 @@ public:
     virtual bool hasRecalculateSize() const { return false; }
 };
 
+// A file that keeps its own current position and reads there through the
+// positioned read, the usual way to implement iFile.
+class PositionedFile : public iFile {
+public:
+    using iFile::read;
+    size_t read(void* buffer, size_t size) override
+    {
+        size_t got = read(m_position, buffer, size);
+        m_position += got;
+        return got;
+    }
+    bool setPosition(uint64_t position) override
+    {
+        m_position = position;
+        return true;
+    }
+    uint64_t getPosition() const override { return m_position; }
+
+protected:
+    uint64_t m_position = 0;
+};
+
 // The drive a path lies on; asked for its sector size only.
 class iDiskDrive : public RefCounted {
 public:

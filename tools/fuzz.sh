@@ -26,7 +26,7 @@ for target in build-fuzz/fuzz/fuzz_*; do
         scratch=$(mktemp -d)
         status=0
         "$target" $options -runs=3000 "$scratch" "$seeds" >"$scratch.log" 2>&1 || status=$?
-        grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units)' "$scratch.log" || true
+        grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units)' "$scratch.log" || true
         if [ "$status" != 0 ]; then
             tail -60 "$scratch.log"
             echo "$target failed (exit $status)" >&2

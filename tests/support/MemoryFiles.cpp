@@ -8,16 +8,11 @@ namespace {
 
 using FileMap = std::map<std::string, std::shared_ptr<const std::string>>;
 
-class MemoryFile : public iFile {
+class MemoryFile : public PositionedFile {
 public:
     explicit MemoryFile(std::shared_ptr<const std::string> bytes) : m_bytes(std::move(bytes)) {}
 
-    size_t read(void* buffer, size_t size) override
-    {
-        size_t got = read(m_position, buffer, size);
-        m_position += got;
-        return got;
-    }
+    using PositionedFile::read;
     size_t read(uint64_t position, void* buffer, size_t size) override
     {
         errno = 0;
@@ -32,17 +27,10 @@ public:
         errno = EROFS;
         return false;
     }
-    bool setPosition(uint64_t position) override
-    {
-        m_position = position;
-        return true;
-    }
-    uint64_t getPosition() const override { return m_position; }
     uint64_t getSize() const override { return m_bytes->size(); }
 
 private:
     std::shared_ptr<const std::string> m_bytes;
-    uint64_t m_position = 0;
 };
 
 class SectorDrive : public iDiskDrive {
