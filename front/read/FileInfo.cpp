@@ -1,6 +1,8 @@
 #include "front/read/FileInfo.h"
 
+#include "avi/FileReader.h"
 #include "frame/CvFileIOFactory.h"
+#include "frame/Text.h"
 #include "frame/Utf8.h"
 #include "host/Log.h"
 
@@ -14,12 +16,17 @@ struct ReaderChoice {
     bool askDrive = true;
 };
 
-// The container reader for a path, by its extension. No container reader has
-// been built into the plug-in yet, so every path is left without one.
+// The container reader for a path, by its extension.
 ReaderChoice chooseReader(const std::wstring& path)
 {
-    (void)path;
-    return {};
+    std::wstring extension = Corvidane::toUpper(Hc::getExtension(path));
+    ReaderChoice choice;
+    // An AVI is never a growing file: no sidecar is looked for.
+    if (extension == L"AVI") {
+        choice.reader = std::make_unique<Corvidane::Avi::FileReader>();
+        choice.flags = iFile::Unbuffered;
+    }
+    return choice;
 }
 
 } // namespace
