@@ -18,6 +18,27 @@ case "$name" in
 prores_pcm24_tc.mov)
     ff $(video 320x240 25 2) $(tone 48000 2) -c:v prores_ks -profile:v 2 -c:a pcm_s24le -ac 2 \
         -timecode 01:00:00:00 $exact -f mov "$tmp" ;;
+avi_mjpeg_pcm16.avi)
+    ff $(video 320x240 25 2) $(tone 48000 2) -c:v mjpeg -q:v 5 -c:a pcm_s16le -ac 2 $exact \
+        -metadata title="Corvidane AVI" -f avi "$tmp" ;;
+avi_dv_pal.avi)
+    ff $(video 720x576 25 1) $(tone 48000 1) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact -f avi "$tmp" ;;
+avi_dv_ntsc.avi)
+    ff $(video 720x480 30000/1001 1) $(tone 48000 1) -c:v dvvideo -pix_fmt yuv411p -c:a pcm_s16le -ac 2 $exact \
+        -f avi "$tmp" ;;
+avi_mpeg2_gop.avi)
+    ff $(video 352x288 25 2) $(tone 48000 2) -c:v mpeg2video -g 12 -bf 2 -b:v 2M -c:a pcm_s16le $exact -f avi "$tmp" ;;
+avi_h264.avi)
+    ff $(video 320x240 25 2) -c:v libx264 -g 25 -bf 2 -threads 1 $exact -f avi "$tmp" ;;
+avi_uyvy.avi)
+    ff $(video 160x120 25 1) -c:v rawvideo -pix_fmt uyvy422 -vtag UYVY $exact -f avi "$tmp" ;;
+avi_opendml_1g.avi)
+    # Above 1 GiB: ffmpeg rolls over into AVIX RIFFs with an ix## per stream each.
+    ff $(video 1920x1080 25 11) $(tone 48000 11) -c:v rawvideo -pix_fmt uyvy422 -vtag UYVY -c:a pcm_s16le \
+        $exact -f avi "$tmp" ;;
+avi_long_idx1.avi)
+    # Ten minutes of tiny frames with audio: an idx1 of some 40000 entries.
+    ff $(video 64x48 25 600) $(tone 48000 600) -c:v mjpeg -q:v 20 -c:a pcm_s16le $exact -f avi "$tmp" ;;
 mjpeg_small.mov)
     ff $(video 64x48 25 1) -c:v mjpeg -q:v 5 $exact -f mov "$tmp" ;;
 *)
