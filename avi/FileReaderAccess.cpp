@@ -15,8 +15,10 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     if (isAudio(*stream)) {
         uint64_t remaining = 0, first = 0;
         const IndexEntry* chunk = getIndexEntryA(sample, remaining, first);
-        if (!chunk)
+        if (!chunk) {
+            setLastError(Fail, L"No index entry for sample %u.", sample);
             return Fail;
+        }
         // One sound sample inside its chunk.
         entry = *chunk;
         entry.offset += (sample - first) * stream->blockAlign();
@@ -26,8 +28,10 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
         return OK;
     }
     const IndexEntry* found = getIndexEntryV(sample);
-    if (!found)
+    if (!found) {
+        setLastError(Fail, L"No index entry for sample %u.", sample);
         return Fail;
+    }
     entry = *found;
     return OK;
 }
@@ -194,8 +198,10 @@ CvResult FileReader::getPresentationOrder(unsigned first, unsigned count, std::v
             continue;
         }
         const IndexEntry* entry = getIndexEntryV(uint64_t(first) + i);
-        if (!entry)
+        if (!entry) {
+            setLastError(Fail, L"No index entry for sample %u.", first + i);
             return Fail;
+        }
         out[i] = entry->presentationIndex;
     }
     return OK;

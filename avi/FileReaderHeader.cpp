@@ -198,12 +198,10 @@ bool FileReader::ChunkNext()
         if (m_listEnd == m_chunkOffset)
             m_listEnd = next;
     }
-    if (next >= m_headerUsed)
-        return false;
     // A chunk that claims more than its list holds ends with the list.
     if (next > m_listEnd)
         next = m_listEnd;
-    if (next <= m_chunkOffset)
+    if (next >= m_headerUsed || next <= m_chunkOffset)
         return false;
     m_chunkOffset = next;
     return true;
