@@ -98,8 +98,10 @@ CvResult FileReader::ReadVideo(unsigned long position, unsigned count, unsigned 
     }
     uint64_t first = UINT64_MAX, end = 0;
     for (const IndexEntry& frame : frames) {
-        first = std::min(first, frame.offset);
-        end = std::max(end, frame.offset + frame.size);
+        // Copies: the packed record's fields can't be bound to references.
+        uint64_t offset = frame.offset, frameEnd = frame.offset + frame.size;
+        first = std::min(first, offset);
+        end = std::max(end, frameEnd);
     }
     uint64_t span = end - first;
     uint64_t alignment = first % m_file.getSectorSize();
@@ -122,7 +124,7 @@ CvResult FileReader::ReadVideo(unsigned long position, unsigned count, unsigned 
     }
     for (const IndexEntry& frame : frames) {
         offsets.push_back(static_cast<unsigned>(offset + (frame.offset - first)));
-        sizes.push_back(frame.size);
+        sizes.push_back(static_cast<unsigned>(frame.size));
     }
     return OK;
 }
@@ -242,8 +244,8 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
     presentation.clear();
     order.clear();
     for (const IndexEntry& entry : gop) {
-        decode.push_back(entry.decodeIndex);
-        presentation.push_back(entry.presentationIndex);
+        decode.push_back(+entry.decodeIndex);
+        presentation.push_back(+entry.presentationIndex);
         order.push_back(static_cast<unsigned short>(entry.presentationIndex - frame));
     }
     return OK;

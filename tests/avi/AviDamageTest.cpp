@@ -95,9 +95,9 @@ TEST_F(AviDamage, Idx1WithAbsoluteOffsetsPointsAtTheSameData)
     for (unsigned i = 0; i < 50; ++i) {
         IndexEntry absolute;
         ASSERT_EQ(m_reader->getIndexEntry(i, absolute), OK);
-        EXPECT_EQ(absolute.offset, relative[i].offset) << i;
+        EXPECT_EQ(+absolute.offset, +relative[i].offset) << i;
         // Absolute entries are taken to count their chunk head in the length.
-        EXPECT_EQ(absolute.size, relative[i].size - 8) << i;
+        EXPECT_EQ(+absolute.size, +relative[i].size - 8) << i;
         EXPECT_EQ(readFrame(i), frames[i].substr(0, frames[i].size() - 8)) << i;
     }
     EXPECT_EQ(exercise(), 0u);
@@ -296,7 +296,7 @@ TEST_F(AviDamage, BrokenStandardIndexIsRefusedWithItsText)
     ASSERT_EQ(m_reader->essenceOpen(0), OK);
     IndexEntry entry;
     ASSERT_EQ(m_reader->getIndexEntry(1, entry), OK);
-    EXPECT_EQ(entry.size, first * 100);
+    EXPECT_EQ(+entry.size, first * 100);
 }
 
 TEST_F(AviDamage, EveryTruncationAndStompedWordIsSurvived)

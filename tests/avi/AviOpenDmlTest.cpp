@@ -95,9 +95,9 @@ TEST_F(AviOpenDml, RiffRollOverAgreesWithFfprobeAndTheWrittenLayout)
         // The top bit of a plain entry's size marks a non-key frame and is no part of the size.
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(33, entry), OK);
-        EXPECT_EQ(entry.size, file.video[33].size);
-        EXPECT_EQ(entry.frameType, Corvidane::FrameIntra);
-        EXPECT_EQ(entry.decodeIndex, 33u);
+        EXPECT_EQ(+entry.size, file.video[33].size);
+        EXPECT_EQ(+entry.frameType, Corvidane::FrameIntra);
+        EXPECT_EQ(+entry.decodeIndex, 33u);
     }
 }
 
@@ -134,8 +134,8 @@ TEST_F(AviOpenDml, AlternatingStreamsAndWindowsReadTheRightBytes)
     // A sample inside a chunk: its own bytes, one block long.
     IndexEntry entry;
     ASSERT_EQ(reader.getIndexEntry(1234, entry), OK);
-    EXPECT_EQ(entry.size, 2u);
-    EXPECT_EQ(file.bytes.substr(entry.offset, 2), audio.substr(1234 * 2, 2));
+    EXPECT_EQ(+entry.size, 2u);
+    EXPECT_EQ(file.bytes.substr(+entry.offset, 2), audio.substr(1234 * 2, 2));
 }
 
 TEST_F(AviOpenDml, MultiFrameReadIsOneSpanHoldingEachFrame)
@@ -183,11 +183,11 @@ TEST_F(AviOpenDml, IbpIndexGivesFrameTypesOrdersAndGops)
     for (unsigned k = 0; k < 42; ++k) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(k, entry), OK);
-        EXPECT_EQ(entry.offset, file.video[k].offset) << k;
-        EXPECT_EQ(entry.size, file.video[k].size) << k;
-        EXPECT_EQ(entry.frameType, file.video[k].frameType) << k;
-        EXPECT_EQ(entry.presentationIndex, file.video[k].display) << k;
-        EXPECT_EQ(entry.decodeIndex, file.video[k].stored) << k;
+        EXPECT_EQ(+entry.offset, file.video[k].offset) << k;
+        EXPECT_EQ(+entry.size, file.video[k].size) << k;
+        EXPECT_EQ(+entry.frameType, file.video[k].frameType) << k;
+        EXPECT_EQ(+entry.presentationIndex, file.video[k].display) << k;
+        EXPECT_EQ(+entry.decodeIndex, file.video[k].stored) << k;
     }
     std::vector<unsigned> decode, presentation;
     std::vector<unsigned short> order;
@@ -220,7 +220,7 @@ TEST_F(AviOpenDml, IbpIndexGivesFrameTypesOrdersAndGops)
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(k, entry), OK);
         uint64_t expected = file.video[k].display == k ? file.video[k].offset : file.video[file.video[k].stored].offset;
-        EXPECT_EQ(entry.offset, expected) << k;
+        EXPECT_EQ(+entry.offset, expected) << k;
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <map>
-#include <regex>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -17,16 +17,54 @@ struct Packet {
     std::string hash;
 };
 
+// The "key=value|key=value" lines of ffprobe's compact output.
+inline std::vector<std::map<std::string, std::string>> compactLines(const std::string& out)
+{
+    std::vector<std::map<std::string, std::string>> lines;
+    size_t start = 0;
+    while (start < out.size()) {
+        size_t end = out.find('\n', start);
+        if (end == std::string::npos)
+            end = out.size();
+        std::map<std::string, std::string> fields;
+        size_t field = start;
+        while (field < end) {
+            size_t bar = std::min(out.find('|', field), end);
+            size_t equals = out.find('=', field);
+            if (equals < bar)
+                fields[out.substr(field, equals - field)] = out.substr(equals + 1, bar - equals - 1);
+            field = bar + 1;
+        }
+        if (!fields.empty())
+            lines.push_back(fields);
+        start = end + 1;
+    }
+    return lines;
+}
+
 inline std::vector<Packet> ffprobePackets(const std::string& path)
 {
     std::string out = runCommand("ffprobe -v quiet -show_packets -show_data_hash MD5 "
                                  "-show_entries packet=stream_index,pos,size,data_hash -of compact=p=0 " +
                                  shellQuote(path));
     std::vector<Packet> packets;
-    std::regex line(R"(stream_index=(\d+)\|size=(\d+)\|pos=(\d+)\|data_hash=(\S+))");
-    for (std::sregex_iterator it(out.begin(), out.end(), line), end; it != end; ++it)
-        packets.push_back({std::stoi((*it)[1]), std::stoull((*it)[3]), std::stoull((*it)[2]), (*it)[4]});
+    for (auto& fields : compactLines(out))
+        packets.push_back({std::stoi(fields["stream_index"]), std::stoull(fields["pos"]), std::stoull(fields["size"]),
+                           fields["data_hash"]});
     return packets;
+}
+
+// The text behind `"key": ` from `at` on, to the next comma, quote or line end.
+inline std::string jsonValue(const std::string& text, const std::string& key, size_t& at)
+{
+    at = text.find("\"" + key + "\": ", at);
+    if (at == std::string::npos)
+        return {};
+    at += key.size() + 4;
+    if (text[at] == '"')
+        ++at;
+    size_t end = text.find_first_of(",\"\n", at);
+    return text.substr(at, end - at);
 }
 
 // cvtool's packets; its exit status and error text go to `status` and `output`.
@@ -38,10 +76,18 @@ inline std::vector<Packet> cvtoolPackets(const std::string& path, int* status = 
     if (output)
         *output = out;
     std::vector<Packet> packets;
-    std::regex packet(
-        R"x("stream_index": (\d+),\s*"pos": (\d+),\s*"size": (\d+),\s*"flags": "[^"]*",\s*"data_hash": "([^"]+)")x");
-    for (std::sregex_iterator it(out.begin(), out.end(), packet), end; it != end; ++it)
-        packets.push_back({std::stoi((*it)[1]), std::stoull((*it)[2]), std::stoull((*it)[3]), (*it)[4]});
+    size_t at = out.find("\"packets\"");
+    while (at != std::string::npos) {
+        Packet packet;
+        std::string stream = jsonValue(out, "stream_index", at);
+        if (at == std::string::npos)
+            break;
+        packet.stream = std::stoi(stream);
+        packet.pos = std::stoull(jsonValue(out, "pos", at));
+        packet.size = std::stoull(jsonValue(out, "size", at));
+        packet.hash = jsonValue(out, "data_hash", at);
+        packets.push_back(packet);
+    }
     return packets;
 }
 
@@ -62,26 +108,10 @@ inline uint64_t totalBytes(const std::vector<Packet>& packets)
     return total;
 }
 
-// One "key=value|key=value" line per stream of ffprobe's stream list.
+// ffprobe's streams, one map of fields each.
 inline std::vector<std::map<std::string, std::string>> ffprobeStreams(const std::string& path)
 {
-    std::string out = runCommand("ffprobe -v quiet -show_streams -of compact=p=0 " + shellQuote(path));
-    std::vector<std::map<std::string, std::string>> streams;
-    std::regex field(R"(([^|=\n]+)=([^|\n]*))");
-    size_t start = 0;
-    while (start < out.size()) {
-        size_t end = out.find('\n', start);
-        if (end == std::string::npos)
-            end = out.size();
-        std::string text = out.substr(start, end - start);
-        std::map<std::string, std::string> fields;
-        for (std::sregex_iterator it(text.begin(), text.end(), field), stop; it != stop; ++it)
-            fields[(*it)[1]] = (*it)[2];
-        if (!fields.empty())
-            streams.push_back(fields);
-        start = end + 1;
-    }
-    return streams;
+    return compactLines(runCommand("ffprobe -v quiet -show_streams -of compact=p=0 " + shellQuote(path)));
 }
 
 } // namespace AviTest
