@@ -10,6 +10,7 @@
 #include "frame/Utf8.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
+#include "tools/ReadFrames.h"
 
 namespace {
 
@@ -17,7 +18,9 @@ const char* usage =
     "usage: cvtool [--plugin LIBRARY] [--config KEY=VALUE]... COMMAND ...\n"
     "commands:\n"
     "  plugins                                 list the plug-in's resources in creation order\n"
-    "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n";
+    "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n"
+    "  read [--alternate] FILE                 read every video frame, one read each (with --alternate,\n"
+    "                                          each frame's audio in between)\n";
 
 int listPlugins(PluginHost& host)
 {
@@ -115,6 +118,14 @@ int main(int argc, char** argv)
         return listPlugins(host);
     if (command == "probe")
         return probe(host, args);
+    if (command == "read" && !args.empty() && args.size() <= 2 && (args.size() == 1 || args[0] == "--alternate")) {
+        Hc::FileReaderResource* reader = host.fileReader();
+        if (!reader) {
+            std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
+            return 1;
+        }
+        return readFrames(*reader, Corvidane::fromUtf8(args.back()), args.size() == 2);
+    }
     std::fputs(usage, stderr);
     return 2;
 }

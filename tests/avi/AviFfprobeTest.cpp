@@ -131,6 +131,17 @@ TEST(AviDispatch, AviPathsOpenWithTheAviReaderWhateverTheCaseAndSidecars)
     }
 }
 
+TEST(AviReadCommand, ReadsEveryFrameAndTheAudioBetween)
+{
+    std::string path = testMedia("avi_mjpeg_pcm16.avi");
+    std::vector<Packet> packets = ffprobePackets(path);
+    int status = 0;
+    std::string out = runCommand(shellQuote(CVTOOL_PATH) + " read --alternate " + shellQuote(path) + " 2>&1", &status);
+    ASSERT_EQ(status, 0) << out;
+    EXPECT_EQ(out, "frames 50 video_bytes " + std::to_string(totalBytes(ofStream(packets, 0))) +
+                       " audio_samples 96000 audio_bytes " + std::to_string(totalBytes(ofStream(packets, 1))) + "\n");
+}
+
 // Needs above 1 GiB of disk and about a minute to make; run with
 // cv_tests --gtest_also_run_disabled_tests --gtest_filter='*OpenDmlAboveOneGiB*'.
 TEST(AviSlow, DISABLED_OpenDmlAboveOneGiBAgreesWithFfprobe)
