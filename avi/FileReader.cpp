@@ -266,7 +266,8 @@ int FileReader::streamGetExtraData(int stream, unsigned char* data, int capacity
         return 0;
     const std::vector<unsigned char>& extra = m_streams[stream].extraData;
     size_t count = std::min(extra.size(), static_cast<size_t>(capacity));
-    std::memcpy(data, extra.data(), count);
+    if (count)
+        std::memcpy(data, extra.data(), count);
     return static_cast<int>(count);
 }
 
