@@ -15,14 +15,14 @@
 
 using Corvidane::MediaFileReader;
 
-namespace {
-
 std::string narrow(const std::wstring& text)
 {
     std::string out;
     Corvidane::toUtf8(text, out);
     return out;
 }
+
+namespace {
 
 const char* formatName(int fileType)
 {

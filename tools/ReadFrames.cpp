@@ -8,18 +8,11 @@
 #include <memory>
 
 #include "frame/MediaFileReader.h"
-#include "frame/Utf8.h"
+#include "tools/Probe.h"
 
 using Corvidane::MediaFileReader;
 
 namespace {
-
-std::string narrow(const std::wstring& text)
-{
-    std::string out;
-    Corvidane::toUtf8(text, out);
-    return out;
-}
 
 // A zeroed block of memory on a page boundary.
 class Buffer {

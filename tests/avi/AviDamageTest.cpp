@@ -77,10 +77,7 @@ TEST_F(AviDamage, Idx1WithAbsoluteOffsetsPointsAtTheSameData)
 
 TEST_F(AviDamage, OpenDmlWithoutIdx1ReadsThroughItsIndexes)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 40;
-    layout.framesPerRiff = 12;
-    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({40, 12});
     AviFixture::removeChunks(file.bytes, fourcc("idx1"));
     ASSERT_EQ(load(file.bytes), OK);
     std::string path = m_dir.file("damaged.avi");
@@ -93,10 +90,7 @@ TEST_F(AviDamage, OpenDmlWithoutIdx1ReadsThroughItsIndexes)
 
 TEST_F(AviDamage, OpenDmlWithoutSuperIndexReadsTheFirstRiffFromIdx1)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 40;
-    layout.framesPerRiff = 12;
-    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({40, 12});
     AviFixture::removeChunks(file.bytes, fourcc("indx"));
     ASSERT_EQ(load(file.bytes), OK);
     ASSERT_EQ(m_reader->essenceOpen(0), OK);
@@ -128,10 +122,7 @@ TEST_F(AviDamage, FileCutInsideMovi)
     EXPECT_NE(output.find("cannot open stream 0"), std::string::npos) << output;
 
     // An OpenDML file keeps what its indexes still reach.
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 40;
-    layout.framesPerRiff = 10;
-    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({40, 10});
     uint64_t cut = file.video[25].offset + 3;
     ASSERT_EQ(load(file.bytes.substr(0, cut)), OK);
     ASSERT_EQ(m_reader->essenceOpen(0), OK);
@@ -143,8 +134,7 @@ TEST_F(AviDamage, FileCutInsideMovi)
     EXPECT_TRUE(errorHas("Failed to read indx data.")) << error();
 
     // With its standard indexes behind the data, a cut first RIFF has none.
-    layout.indexAtFront = false;
-    file = AviFixture::makeOpenDml(layout);
+    file = AviFixture::makeOpenDml({40, 10, 0, true, false});
     ASSERT_EQ(load(file.bytes.substr(0, file.video[5].offset)), OK);
     EXPECT_EQ(m_reader->essenceOpen(0), Fail);
     EXPECT_TRUE(errorHas("Failed to read indx data.")) << error();
@@ -201,10 +191,7 @@ TEST_F(AviDamage, HeaderFaultsAreRefusedWithTheirTexts)
 
 TEST_F(AviDamage, BrokenSuperIndexFallsBackToIdx1)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 30;
-    layout.framesPerRiff = 10;
-    const AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    const AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({30, 10});
     const size_t indx = AviFixture::findChunks(file.bytes, fourcc("indx"))[0];
     struct Case {
         const char* text;
@@ -231,10 +218,7 @@ TEST_F(AviDamage, BrokenSuperIndexFallsBackToIdx1)
 
 TEST_F(AviDamage, BrokenStandardIndexIsRefusedWithItsText)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 30;
-    layout.framesPerRiff = 10;
-    const AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    const AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({30, 10});
     const size_t indx = AviFixture::findChunks(file.bytes, fourcc("indx"))[0];
     const size_t ix = AviFixture::readLE32(file.bytes, indx + 32);
     const size_t secondSize = ix + 32 + 8 + 4;

@@ -103,10 +103,7 @@ TEST_F(AviOpenDml, RiffRollOverAgreesWithFfprobeAndTheWrittenLayout)
 
 TEST_F(AviOpenDml, AlternatingStreamsAndWindowsReadTheRightBytes)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 70;
-    layout.framesPerRiff = 9;
-    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({70, 9});
     load(file);
     std::string audio = audioStream(file);
     const unsigned samples = unsigned(audio.size() / 2);
@@ -140,10 +137,7 @@ TEST_F(AviOpenDml, AlternatingStreamsAndWindowsReadTheRightBytes)
 
 TEST_F(AviOpenDml, MultiFrameReadIsOneSpanHoldingEachFrame)
 {
-    AviFixture::OpenDmlLayout layout;
-    layout.frames = 30;
-    layout.framesPerRiff = 30;
-    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml(layout);
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({30, 30});
     load(file);
     ASSERT_EQ(reader.essenceOpen(0), OK);
     std::vector<unsigned> offsets, sizes;
