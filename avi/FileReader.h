@@ -63,6 +63,8 @@ public:
     int get_Origin(int stream) override { return 0; }
     bool getIsOpenGop(int stream) override { return false; }
     CvResult getIndexEntry(unsigned sample, IndexEntry& entry) override;
+    // The stream's OpenDML index is one of fields (subtype 1).
+    bool get_IsIndexFieldBased(int stream) override { return validStream(stream) && m_streams[stream].fieldIndex; }
     bool essenceIsPresent(int stream) override { return validStream(stream); }
     unsigned get_BufferSize(int stream) override;
     CvResult loadIndexTable() override;

@@ -101,6 +101,21 @@ TEST_F(AviOpenDml, RiffRollOverAgreesWithFfprobeAndTheWrittenLayout)
     }
 }
 
+TEST_F(AviOpenDml, FieldIndexesReadLikePlainOnes)
+{
+    AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({30, 8, 1});
+    load(file);
+    EXPECT_TRUE(reader.get_IsIndexFieldBased(0));
+    EXPECT_FALSE(reader.get_IsIndexFieldBased(1));
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    for (unsigned frame = 0; frame < 30; ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK);
+        EXPECT_EQ(+entry.offset, file.video[frame].offset) << frame;
+        EXPECT_EQ(readFrame(frame), bytesAt(file, file.video[frame].offset, file.video[frame].size)) << frame;
+    }
+}
+
 TEST_F(AviOpenDml, AlternatingStreamsAndWindowsReadTheRightBytes)
 {
     AviFixture::OpenDmlFile file = AviFixture::makeOpenDml({70, 9});

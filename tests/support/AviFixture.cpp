@@ -163,6 +163,7 @@ void setStreamType(std::string& bytes, unsigned stream, uint32_t type)
 OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
 {
     const bool ibp = layout.videoIndexSubType == 16;
+    const bool fields = layout.videoIndexSubType == 1;
     const bool audio = layout.audio && !ibp;
     const unsigned streams = audio ? 2 : 1;
     const unsigned riffs = (layout.frames + layout.framesPerRiff - 1) / layout.framesPerRiff;
@@ -261,7 +262,7 @@ OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
         const uint64_t base = movi + 8;
         const unsigned first = frame, last = std::min(layout.frames, first + layout.framesPerRiff);
         const unsigned count = last - first;
-        const uint32_t videoEntry = ibp ? 24 : 8;
+        const uint32_t videoEntry = ibp ? 24 : fields ? 12 : 8;
         const uint32_t ixSize[2] = {8 + 24 + count * videoEntry, 8 + 24 + count * 8};
         size_t ixAt[2] = {0, 0};
         auto reserveIndexes = [&] {
@@ -288,8 +289,9 @@ OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
             } else {
                 video.display = frame;
                 video.frameType = 4;
-                // Every fifth frame a key frame: the others carry the top bit.
-                classBits = frame % 5 ? 0x80000000u : 0;
+                // Every fifth frame a key frame: the others carry the top bit,
+                // except in a field index, whose sizes have no flag.
+                classBits = frame % 5 && !fields ? 0x80000000u : 0;
             }
             file.video.push_back(video);
             chunks.push_back({0, head + 8, size, size | classBits});
@@ -322,8 +324,8 @@ OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
             Writer w;
             w.id(s ? "ix01" : "ix00");
             w.u32(ixSize[s] - 8);
-            w.u16(s == 0 && ibp ? 6 : 2);
-            w.bytes += char(s == 0 && ibp ? 16 : 0);
+            w.u16(s == 0 ? videoEntry / 4 : 2);
+            w.bytes += char(s == 0 ? layout.videoIndexSubType : 0);
             w.bytes += char(1);
             w.u32(count);
             w.id(s ? "01wb" : "00dc");
@@ -344,6 +346,9 @@ OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
                 } else {
                     w.u32(uint32_t(chunk.offset - base));
                     w.u32(chunk.sizeField);
+                    // A field index adds the offset of the second field, which readers pass over.
+                    if (s == 0 && fields)
+                        w.u32(uint32_t(chunk.offset - base + chunk.size / 2));
                     duration += s ? chunk.size / 2 : 1;
                 }
             }

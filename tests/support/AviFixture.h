@@ -35,8 +35,8 @@ struct Frame {
 struct OpenDmlLayout {
     unsigned frames = 60;
     unsigned framesPerRiff = 16;
-    // 0 writes plain standard indexes; 16 the extended IBP index of an
-    // MPEG-2 stream (video only), with groups "I P B B P B B".
+    // 0 writes plain standard indexes, 1 field indexes; 16 the extended IBP
+    // index of an MPEG-2 stream (video only), with groups "I P B B P B B".
     unsigned videoIndexSubType = 0;
     bool audio = true;
     // The standard indexes stand at the front of each movi, or behind the data.
