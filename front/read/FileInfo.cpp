@@ -4,6 +4,8 @@
 #include "frame/CvFileIOFactory.h"
 #include "frame/Text.h"
 #include "frame/Utf8.h"
+#include "front/read/IndexExists.h"
+#include "growing/EwcFileReader.h"
 #include "host/Log.h"
 
 namespace CvWrappers {
@@ -16,7 +18,8 @@ struct ReaderChoice {
     bool askDrive = true;
 };
 
-// The container reader for a path, by its extension.
+// The container reader for a path, by its extension, and by a sidecar index
+// beside it while a capture writes the file.
 ReaderChoice chooseReader(const std::wstring& path)
 {
     std::wstring extension = Corvidane::toUpper(Hc::getExtension(path));
@@ -25,6 +28,9 @@ ReaderChoice chooseReader(const std::wstring& path)
     if (extension == L"AVI") {
         choice.reader = std::make_unique<Corvidane::Avi::FileReader>();
         choice.flags = iFile::Unbuffered;
+    } else if (indexExists(path)) {
+        choice.reader = std::make_unique<Corvidane::EWC::FileReader>();
+        choice.flags = iFile::UnbufferedGrowing;
     }
     return choice;
 }
