@@ -43,6 +43,21 @@ const AudioCadence cadences[] = {
 
 } // namespace
 
+int matchAudioCadence(const std::vector<unsigned>& samplesPerFrame)
+{
+    for (size_t row = 0; row < std::size(cadences); ++row) {
+        bool matches = !samplesPerFrame.empty();
+        for (size_t f = 0; f < samplesPerFrame.size() && matches; ++f) {
+            unsigned expected = cadences[row].counts[f % 5];
+            bool last = f + 1 == samplesPerFrame.size();
+            matches = samplesPerFrame[f] == expected || (last && samplesPerFrame[f] < expected);
+        }
+        if (matches)
+            return static_cast<int>(row);
+    }
+    return -1;
+}
+
 Reader::Reader(const std::shared_ptr<Indexer>& indexer) : m_indexer(indexer) {}
 
 Reader::~Reader() = default;

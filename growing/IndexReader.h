@@ -10,6 +10,10 @@ namespace Corvidane::ExternalIndexer {
 
 struct AudioCadence;
 
+// The cadence row whose per-frame sample counts the given frames follow from
+// frame 0 on (a last, shorter frame allowed), or -1 when none does.
+int matchAudioCadence(const std::vector<unsigned>& samplesPerFrame);
+
 // The keys that Reader::getMetadata takes, in a fixed order.
 extern const std::vector<std::string> MetadataItems;
 

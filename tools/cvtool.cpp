@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "frame/Utf8.h"
+#include "tools/Capture.h"
+#include "tools/Follow.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
 #include "tools/ReadFrames.h"
@@ -20,7 +22,19 @@ const char* usage =
     "  plugins                                 list the plug-in's resources in creation order\n"
     "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n"
     "  read [--alternate] FILE                 read every video frame, one read each (with --alternate,\n"
-    "                                          each frame's audio in between)\n";
+    "                                          each frame's audio in between)\n"
+    "  capture [--pace FPS] [--handshake DIR [--step N]] [--times] SOURCE OUTPUT\n"
+    "                                          copy SOURCE into OUTPUT as a capture does, with sidecar indexes\n"
+    "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
+    "                                          read FILE through the plug-in while it is being captured\n";
+
+// Shows the usage when a command refused its arguments.
+int withUsage(int exitCode)
+{
+    if (exitCode == 2)
+        std::fputs(usage, stderr);
+    return exitCode;
+}
 
 int listPlugins(PluginHost& host)
 {
@@ -125,6 +139,15 @@ int main(int argc, char** argv)
             return 1;
         }
         return readFrames(*reader, Corvidane::fromUtf8(args.back()), args.size() == 2);
+    }
+    if (command == "capture")
+        return withUsage(captureFile(args));
+    if (command == "follow") {
+        if (!host.fileReader()) {
+            std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
+            return 1;
+        }
+        return withUsage(followFile(*host.fileReader(), args));
     }
     std::fputs(usage, stderr);
     return 2;

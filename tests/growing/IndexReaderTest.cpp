@@ -340,3 +340,17 @@ TEST_F(IndexReaderTest, DecoderConfigIsBinaryMetadata)
 }
 
 } // namespace
+
+namespace {
+
+TEST(AudioCadence, RowsAreMatchedFromTheFirstFrame)
+{
+    EXPECT_EQ(matchAudioCadence({1920, 1920, 1920, 1920, 1920, 1920, 1000}), 0);
+    EXPECT_EQ(matchAudioCadence({1602, 1601, 1602, 1601, 1602, 1602}), 1);
+    EXPECT_EQ(matchAudioCadence({1601, 1602}), -1) << "the pattern starts at frame 0";
+    EXPECT_EQ(matchAudioCadence({801, 801, 800}), 4);
+    EXPECT_EQ(matchAudioCadence({1024, 1024}), -1);
+    EXPECT_EQ(matchAudioCadence({}), -1);
+}
+
+} // namespace

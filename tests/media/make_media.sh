@@ -41,6 +41,10 @@ avi_long_idx1.avi)
     ff $(video 64x48 25 600) $(tone 48000 600) -c:v mjpeg -q:v 20 -c:a pcm_s16le $exact -f avi "$tmp" ;;
 mjpeg_small.mov)
     ff $(video 64x48 25 1) -c:v mjpeg -q:v 5 $exact -f mov "$tmp" ;;
+mpeg2_pcm16_growing.mxf)
+    # Long GOPs with B pictures and one audio element per frame, as a capture writes them.
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
+        -c:a pcm_s16le -ac 2 $exact -f mxf "$tmp" ;;
 *)
     echo "make_media.sh: no recipe for $name" >&2
     exit 2 ;;

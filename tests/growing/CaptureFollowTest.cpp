@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <sys/stat.h>
+
+#include "support/TempDir.h"
+#include "support/TestMedia.h"
+
+namespace {
+
+std::vector<std::string> lines(const std::string& text)
+{
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        out.push_back(line);
+    return out;
+}
+
+// "STREAM ENTRY MD5" lines, sorted.
+std::vector<std::string> hashLines(const std::string& text)
+{
+    std::vector<std::string> out;
+    for (const std::string& line : lines(text))
+        if (!line.empty() && std::isdigit(static_cast<unsigned char>(line[0])))
+            out.push_back(line);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+// ffprobe's MD5 of each packet, as "STREAM ENTRY MD5", sorted.
+std::vector<std::string> ffprobeHashes(const std::string& file)
+{
+    std::string output = runCommand("ffprobe -v error -show_entries packet=stream_index,data_hash -show_data_hash MD5 "
+                                    "-of csv=p=0 " + shellQuote(file));
+    std::vector<std::string> out;
+    std::vector<unsigned> counts(8, 0);
+    for (const std::string& line : lines(output)) {
+        size_t comma = line.find(',');
+        size_t colon = line.find("MD5:");
+        if (comma == std::string::npos || colon == std::string::npos)
+            continue;
+        unsigned stream = static_cast<unsigned>(std::stoul(line.substr(0, comma)));
+        out.push_back(std::to_string(stream) + " " + std::to_string(counts.at(stream)++) + " " + line.substr(colon + 4));
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+// A capture and a follower in two processes, taking turns through two pipes:
+// after every tenth frame the capture says how many whole rows each sidecar
+// holds, and the follower must see exactly that many frames, each one
+// byte-identical to what the capture wrote.
+TEST(CaptureFollow, TheFollowerReadsEveryFrameAsTheCaptureWroteIt)
+{
+    std::string source = testMedia("mpeg2_pcm16_growing.mxf");
+    TempDir dir;
+    ASSERT_EQ(::mkfifo(dir.file("to-follower").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(dir.file("to-capture").c_str(), 0600), 0);
+    std::string tool = shellQuote(CVTOOL_PATH);
+    std::string output = dir.file("clip.mxf");
+    std::string command = "cd " + shellQuote(dir.path()) + " || exit 1; " +
+                          "(timeout 120 " + tool + " capture --handshake . --step 10 " + shellQuote(source) +
+                          " clip.mxf > capture.txt; echo $? > capture.rc) & " +
+                          "timeout 120 " + tool + " follow --handshake . clip.mxf > follow.txt; echo $? > follow.rc; wait";
+    runCommand(command + " 2>&1");
+
+    EXPECT_EQ(readFile(dir.file("capture.rc")), "0\n");
+    EXPECT_EQ(readFile(dir.file("follow.rc")), "0\n");
+    std::string followed = readFile(dir.file("follow.txt"));
+    std::vector<std::string> followLines = lines(followed);
+    ASSERT_FALSE(followLines.empty());
+    EXPECT_EQ(followLines.front(), "open refused") << "the first turn comes before the first block of rows";
+    EXPECT_EQ(followLines.back(), "finished: no reader for the container")
+        << "with the sidecars gone, a fresh open no longer takes the growing-file reader";
+
+    std::vector<std::string> captured = hashLines(readFile(dir.file("capture.txt")));
+    std::vector<std::string> read = hashLines(followed);
+    EXPECT_EQ(captured.size(), 200u) << "100 frames of video and of audio";
+    EXPECT_EQ(read, captured);
+    EXPECT_EQ(read, ffprobeHashes(source));
+
+    EXPECT_EQ(readFile(output), readFile(source)) << "the finished capture is the source, byte for byte";
+    EXPECT_FALSE(std::filesystem::exists(output + ".1.cvindex"));
+    EXPECT_FALSE(std::filesystem::exists(output + ".2.cvindex"));
+}
+
+} // namespace
