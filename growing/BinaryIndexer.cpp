@@ -229,6 +229,12 @@ unsigned BinaryIndexer::getLength() const
 
 CvResult BinaryIndexer::readRange(unsigned track, unsigned first, unsigned count)
 {
+    std::vector<IndexEntry> entries;
+    return readRows(track, first, count, entries);
+}
+
+CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count, std::vector<IndexEntry>& entries)
+{
     if (track >= numTracks())
         return fail(InvalidArg, L"Track index out of range");
     unsigned cacheRows = std::max(1u, m_cacheBytes / rowSize());
@@ -243,12 +249,15 @@ CvResult BinaryIndexer::readRange(unsigned track, unsigned first, unsigned count
     if (rows == 0)
         return fail(InvalidArg, L"Invalid count (Zero or less)");
 
-    std::vector<IndexEntry> entries(size_t(rows) * numTracks());
+    entries.assign(size_t(rows) * numTracks(), IndexEntry{});
     size_t wanted = size_t(rows) * rowSize();
     size_t got = m_file ? m_file->read(headerSize + uint64_t(first) * rowSize(), entries.data(), wanted) : 0;
     if (got == wanted) {
+        // The rows go to the cache with the row they start at; the caller
+        // keeps a copy, as another thread may swap them out at once.
+        std::vector<IndexEntry> cached = entries;
         SpinGuard guard(m_cacheLock);
-        m_cache.swap(entries);
+        m_cache.swap(cached);
         m_cacheStart = first;
         return OK;
     }
@@ -261,25 +270,23 @@ CvResult BinaryIndexer::get(unsigned track, unsigned number, IndexEntry& entry)
 {
     if (track >= numTracks())
         return NotImpl;
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        {
-            // The entry index counts from the first cached row; the sidecars
-            // read through get hold one track each, where both are the same.
-            SpinGuard guard(m_cacheLock);
-            if (number >= m_cacheStart && number - m_cacheStart < m_cache.size()) {
-                entry = m_cache[number - m_cacheStart];
-                return OK;
-            }
+    {
+        // The entry index counts from the first cached row; the sidecars
+        // read through get hold one track each, where both are the same.
+        SpinGuard guard(m_cacheLock);
+        if (number >= m_cacheStart && number - m_cacheStart < m_cache.size()) {
+            entry = m_cache[number - m_cacheStart];
+            return OK;
         }
-        if (attempt == 1)
-            break;
-        if (number >= getNumEntries())
-            return Range;
-        CvResult result = readRange(track, number, 0);
-        if (result != OK)
-            return result;
     }
-    return Fail;
+    if (number >= getNumEntries())
+        return Range;
+    std::vector<IndexEntry> rows;
+    CvResult result = readRows(track, number, 0, rows);
+    if (result != OK)
+        return result;
+    entry = rows[0];
+    return OK;
 }
 
 CvResult BinaryIndexer::setOption(Option option, const std::wstring& value)

@@ -93,6 +93,8 @@ public:
 private:
     CvResult fail(CvResult code, const wchar_t* text) const;
     CvResult flush();
+    // readRange, giving the rows read as well as caching them.
+    CvResult readRows(unsigned track, unsigned first, unsigned count, std::vector<IndexEntry>& entries);
     // Reads the header as the file holds it now; a writer may have changed it.
     CvResult readHeader(IndexFileHeader& header) const;
     // Reads the header, lets `change` edit it, and writes it back in place.
