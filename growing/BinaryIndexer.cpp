@@ -229,11 +229,10 @@ unsigned BinaryIndexer::getLength() const
 
 CvResult BinaryIndexer::readRange(unsigned track, unsigned first, unsigned count)
 {
-    std::vector<IndexEntry> entries;
-    return readRows(track, first, count, entries);
+    return readRows(track, first, count, nullptr);
 }
 
-CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count, std::vector<IndexEntry>& entries)
+CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count, IndexEntry* firstEntry)
 {
     if (track >= numTracks())
         return fail(InvalidArg, L"Track index out of range");
@@ -249,21 +248,32 @@ CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count,
     if (rows == 0)
         return fail(InvalidArg, L"Invalid count (Zero or less)");
 
-    entries.assign(size_t(rows) * numTracks(), IndexEntry{});
+    // The memory of the cache before last is read into again: a fresh
+    // megabyte for every refill would cost more than the read itself.
+    std::vector<IndexEntry> entries;
+    {
+        SpinGuard guard(m_cacheLock);
+        entries.swap(m_spare);
+    }
+    entries.resize(size_t(rows) * numTracks());
     size_t wanted = size_t(rows) * rowSize();
     size_t got = m_file ? m_file->read(headerSize + uint64_t(first) * rowSize(), entries.data(), wanted) : 0;
     if (got == wanted) {
-        // The rows go to the cache with the row they start at; the caller
-        // keeps a copy, as another thread may swap them out at once.
-        std::vector<IndexEntry> cached = entries;
+        // The caller's entry is taken before the rows are shared: another
+        // thread may swap them out as soon as the lock is let go.
+        if (firstEntry)
+            *firstEntry = entries[0];
         SpinGuard guard(m_cacheLock);
-        m_cache.swap(cached);
+        m_cache.swap(entries);
         m_cacheStart = first;
+        m_spare.swap(entries);
         return OK;
     }
-    if (got > rowSize())
-        return PartialCopy;
-    return fail(Fail, L"Failed to read expected count");
+    CvResult result = got > rowSize() ? PartialCopy : fail(Fail, L"Failed to read expected count");
+    SpinGuard guard(m_cacheLock);
+    if (m_spare.empty())
+        m_spare.swap(entries);
+    return result;
 }
 
 CvResult BinaryIndexer::get(unsigned track, unsigned number, IndexEntry& entry)
@@ -281,12 +291,7 @@ CvResult BinaryIndexer::get(unsigned track, unsigned number, IndexEntry& entry)
     }
     if (number >= getNumEntries())
         return Range;
-    std::vector<IndexEntry> rows;
-    CvResult result = readRows(track, number, 0, rows);
-    if (result != OK)
-        return result;
-    entry = rows[0];
-    return OK;
+    return readRows(track, number, 0, &entry);
 }
 
 CvResult BinaryIndexer::setOption(Option option, const std::wstring& value)

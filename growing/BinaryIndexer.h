@@ -93,8 +93,8 @@ public:
 private:
     CvResult fail(CvResult code, const wchar_t* text) const;
     CvResult flush();
-    // readRange, giving the rows read as well as caching them.
-    CvResult readRows(unsigned track, unsigned first, unsigned count, std::vector<IndexEntry>& entries);
+    // readRange, also giving the first entry read when asked for.
+    CvResult readRows(unsigned track, unsigned first, unsigned count, IndexEntry* firstEntry);
     // Reads the header as the file holds it now; a writer may have changed it.
     CvResult readHeader(IndexFileHeader& header) const;
     // Reads the header, lets `change` edit it, and writes it back in place.
@@ -115,6 +115,7 @@ private:
     unsigned m_flushRows = 30;
     // Read side.
     std::vector<IndexEntry> m_cache;
+    std::vector<IndexEntry> m_spare; // memory for the next refill
     unsigned m_cacheStart = 0;
     unsigned m_cacheBytes = 1048576;
     std::atomic_flag m_cacheLock = ATOMIC_FLAG_INIT;

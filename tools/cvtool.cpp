@@ -10,6 +10,7 @@
 #include "frame/Utf8.h"
 #include "tools/Capture.h"
 #include "tools/Follow.h"
+#include "tools/IndexBench.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
 #include "tools/ReadFrames.h"
@@ -26,7 +27,8 @@ const char* usage =
     "  capture [--pace FPS] [--handshake DIR [--step N]] [--times] SOURCE OUTPUT\n"
     "                                          copy SOURCE into OUTPUT as a capture does, with sidecar indexes\n"
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
-    "                                          read FILE through the plug-in while it is being captured\n";
+    "                                          read FILE through the plug-in while it is being captured\n"
+    "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n";
 
 // Shows the usage when a command refused its arguments.
 int withUsage(int exitCode)
@@ -142,6 +144,8 @@ int main(int argc, char** argv)
     }
     if (command == "capture")
         return withUsage(captureFile(args));
+    if (command == "indexbench")
+        return withUsage(indexBench(args));
     if (command == "follow") {
         if (!host.fileReader()) {
             std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
