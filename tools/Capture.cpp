@@ -19,11 +19,11 @@
 #include <thread>
 #include <unistd.h>
 
-#include "frame/DeviceDriver.h"
 #include "frame/FourCC.h"
 #include "frame/Utf8.h"
 #include "growing/Indexer.h"
 #include "growing/IndexReader.h"
+#include "tools/DriverRegistration.h"
 #include "tools/Handshake.h"
 #include "tools/Md5.h"
 
@@ -344,8 +344,6 @@ private:
     {
         // The sidecars come first: a reader that sees the file also sees them.
         std::wstring output = fromUtf8(m_options.output);
-        m_driver = std::make_unique<CvWrappers::DeviceDriver>();
-        CvFileIOFactoryProvider::instance().registerCvFileIOFactory(m_driver.get());
         bool isMxf = output.size() >= 4 && (output.compare(output.size() - 4, 4, L".mxf") == 0 ||
                                             output.compare(output.size() - 4, 4, L".MXF") == 0);
         for (size_t t = 0; t < m_tracks.size(); ++t) {
@@ -438,7 +436,7 @@ private:
     std::vector<Packet> m_packets;
     std::vector<TrackStructuralData> m_tracks;
     int m_audioCadence = -1;
-    std::unique_ptr<CvWrappers::DeviceDriver> m_driver;
+    DriverRegistration m_files; // before the indexers, which close through it
     std::vector<std::shared_ptr<ExternalIndexer::Indexer>> m_indexers;
     std::vector<std::string> m_sidecars;
     Handshake m_handshake;

@@ -11,9 +11,9 @@
 #include <random>
 #include <thread>
 
-#include "frame/DeviceDriver.h"
 #include "frame/Utf8.h"
 #include "growing/BinaryIndexer.h"
+#include "tools/DriverRegistration.h"
 
 using namespace Corvidane;
 using namespace Corvidane::ExternalIndexer;
@@ -56,9 +56,7 @@ int indexBench(const std::vector<std::string>& args)
     }
     if (folder.empty() || rows == 0)
         return 2;
-    // The driver is the file service of the index, and leaves with it.
-    CvWrappers::DeviceDriver driver;
-    CvFileIOFactoryProvider::instance().registerCvFileIOFactory(&driver);
+    DriverRegistration files;
     std::wstring path = fromUtf8(std::filesystem::absolute(folder).string() + "/indexbench.mov.0.cvindex");
 
     TrackStructuralData video{};
