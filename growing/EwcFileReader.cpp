@@ -59,6 +59,12 @@ std::wstring FileReader::getMetadataString(const char* key, int stream)
     return value;
 }
 
+int FileReader::headerField(int stream, unsigned (ExternalIndexer::Indexer::*field)() const) const
+{
+    auto indexer = getIndexer(static_cast<unsigned>(stream));
+    return indexer ? static_cast<int>(((*indexer).*field)()) : 0;
+}
+
 unsigned FileReader::firstTrackType(int stream) const
 {
     auto indexer = getIndexer(static_cast<unsigned>(stream));
@@ -114,47 +120,19 @@ unsigned FileReader::get_Length(int stream)
     return static_cast<unsigned>(toNumber(getMetadataString("length", stream)));
 }
 
-int FileReader::get_BitsPerSample(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->bps()) : 0;
-}
+int FileReader::get_BitsPerSample(int stream) { return headerField(stream, &ExternalIndexer::Indexer::bps); }
 
-int FileReader::get_ChannelCount(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->channelCount()) : 0;
-}
+int FileReader::get_ChannelCount(int stream) { return headerField(stream, &ExternalIndexer::Indexer::channelCount); }
 
-int FileReader::get_Width(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->width()) : 0;
-}
+int FileReader::get_Width(int stream) { return headerField(stream, &ExternalIndexer::Indexer::width); }
 
-int FileReader::get_Height(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->height()) : 0;
-}
+int FileReader::get_Height(int stream) { return headerField(stream, &ExternalIndexer::Indexer::height); }
 
-int FileReader::getGopLength(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->gopLength()) : 0;
-}
+int FileReader::getGopLength(int stream) { return headerField(stream, &ExternalIndexer::Indexer::gopLength); }
 
-int FileReader::getFramePolarity(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->polarity()) : 0;
-}
+int FileReader::getFramePolarity(int stream) { return headerField(stream, &ExternalIndexer::Indexer::polarity); }
 
-int FileReader::getScanMode(int stream)
-{
-    auto indexer = getIndexer(static_cast<unsigned>(stream));
-    return indexer ? static_cast<int>(indexer->getScanMode()) : 0;
-}
+int FileReader::getScanMode(int stream) { return headerField(stream, &ExternalIndexer::Indexer::getScanMode); }
 
 CvResult FileReader::get_AudioSampleRate(int stream, unsigned& rate)
 {

@@ -83,6 +83,8 @@ private:
     // The item as text; empty for a bad stream, an unknown key or a failure.
     std::wstring getMetadataString(const char* key, int stream);
     unsigned firstTrackType(int stream) const;
+    // A field of the stream's sidecar header; 0 for a bad stream.
+    int headerField(int stream, unsigned (ExternalIndexer::Indexer::*field)() const) const;
 
     std::vector<std::shared_ptr<ExternalIndexer::Reader>> m_readers;
     unsigned m_currentStream = 0;

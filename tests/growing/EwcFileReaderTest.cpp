@@ -14,14 +14,6 @@ using namespace Corvidane;
 
 namespace {
 
-std::string essenceBytes(size_t size)
-{
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 29 + i / 5) & 0xFF);
-    return bytes;
-}
-
 // A video sidecar of `frames` samples of 100 bytes, key frames every 5.
 SidecarBytes videoSidecar(unsigned frames)
 {

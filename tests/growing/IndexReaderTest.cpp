@@ -13,14 +13,6 @@ using namespace Corvidane::ExternalIndexer;
 
 namespace {
 
-std::string essenceBytes(size_t size)
-{
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 131 + i / 7) & 0xFF);
-    return bytes;
-}
-
 class IndexReaderTest : public DriverFixture {
 protected:
     void SetUp() override

@@ -57,6 +57,15 @@ private:
     std::string m_bytes;
 };
 
+// Bytes that differ from their neighbours, to stand for essence.
+inline std::string essenceBytes(size_t size)
+{
+    std::string bytes(size, '\0');
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 131 + i / 7) & 0xFF);
+    return bytes;
+}
+
 // Little-endian fields of a file's bytes.
 inline uint32_t le32(const std::string& bytes, size_t at)
 {
