@@ -217,9 +217,11 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned start, unsigned count, 
             return result;
         }
         decode.push_back(sample);
-        presentation.push_back(entry.presentationIndex);
-        order.push_back(entry.frameType);
+        // Copies: the packed fields of an entry can't be bound to references.
         unsigned shown = entry.presentationIndex;
+        unsigned short frameType = entry.frameType;
+        presentation.push_back(shown);
+        order.push_back(frameType);
         if (shown >= start && shown - start < n && wanted[shown - start]) {
             wanted[shown - start] = false;
             --stillWanted;

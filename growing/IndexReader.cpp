@@ -342,7 +342,7 @@ unsigned Reader::largestSampleSize()
         IndexEntry entry;
         if (getIndexEntry(s, entry) != OK)
             break;
-        largest = std::max(largest, entry.size);
+        largest = std::max(largest, static_cast<unsigned>(entry.size));
     }
     return largest;
 }

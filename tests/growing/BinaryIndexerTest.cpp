@@ -161,9 +161,9 @@ TEST_F(BinaryIndexerTest, RowsGoOutInBlocksOfThirty)
     EXPECT_EQ(follower->getNumEntries(), 35u);
     IndexEntry entry;
     ASSERT_EQ(follower->get(0, 34, entry), OK);
-    EXPECT_EQ(entry.offset, 1340u);
-    EXPECT_EQ(entry.size, 44u);
-    EXPECT_EQ(entry.presentationIndex, 34u);
+    EXPECT_EQ(+entry.offset, 1340u);
+    EXPECT_EQ(+entry.size, 44u);
+    EXPECT_EQ(+entry.presentationIndex, 34u);
 }
 
 TEST_F(BinaryIndexerTest, ClosingDeletesTheFileUnlessToldNot)
@@ -297,11 +297,11 @@ TEST_F(BinaryIndexerTest, GetReadsEntriesAndFollowsGrowth)
 
     IndexEntry entry;
     ASSERT_EQ(follower->get(0, 2, entry), OK);
-    EXPECT_EQ(entry.offset, 0x100000000ull + 14);
-    EXPECT_EQ(entry.size, 7u);
-    EXPECT_EQ(entry.frameType, FramePredicted);
-    EXPECT_EQ(entry.presentationIndex, 2u);
-    EXPECT_EQ(entry.decodeIndex, 2u);
+    EXPECT_EQ(+entry.offset, 0x100000000ull + 14);
+    EXPECT_EQ(+entry.size, 7u);
+    EXPECT_EQ(+entry.frameType, FramePredicted);
+    EXPECT_EQ(+entry.presentationIndex, 2u);
+    EXPECT_EQ(+entry.decodeIndex, 2u);
     EXPECT_EQ(follower->get(1, 0, entry), NotImpl);
     EXPECT_EQ(follower->get(0, 3, entry), Range);
 
@@ -309,9 +309,9 @@ TEST_F(BinaryIndexerTest, GetReadsEntriesAndFollowsGrowth)
     EXPECT_EQ(follower->get(0, 3, entry), Range) << "the size is only measured when asked to";
     follower->recalculateSize();
     ASSERT_EQ(follower->get(0, 3, entry), OK);
-    EXPECT_EQ(entry.offset, 77u);
+    EXPECT_EQ(+entry.offset, 77u);
     ASSERT_EQ(follower->get(0, 0, entry), OK);
-    EXPECT_EQ(entry.frameType, FrameIntra);
+    EXPECT_EQ(+entry.frameType, FrameIntra);
 }
 
 TEST_F(BinaryIndexerTest, ReadRangeAnswersAFileThatShrank)
