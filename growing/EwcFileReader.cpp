@@ -1,5 +1,6 @@
 #include "growing/EwcFileReader.h"
 
+#include <climits>
 #include <ctime>
 #include <cwchar>
 
@@ -275,7 +276,13 @@ unsigned FileReader::get_UncompressedSamples(int stream)
     return get_Length(stream);
 }
 
-int FileReader::getAvidResolutionId(int stream) { return std::stoi(getMetadataString("ARES", stream)); }
+int FileReader::getAvidResolutionId(int stream)
+{
+    std::wstring text = getMetadataString("ARES", stream);
+    wchar_t* end = nullptr;
+    long value = std::wcstol(text.c_str(), &end, 10);
+    return end != text.c_str() && value >= INT_MIN && value <= INT_MAX ? static_cast<int>(value) : 0;
+}
 
 int64_t FileReader::getCreationTime() { return static_cast<int64_t>(std::time(nullptr)); }
 

@@ -70,8 +70,8 @@ public:
     bool getExtensionItem(int stream, unsigned fourcc, CByteBuffer& data) override;
     unsigned get_UncompressedSamples(int stream) override;
     std::wstring getCompressorName2(int stream) override { return {}; }
-    // The index has no such item: asking a growing file for it throws
-    // std::invalid_argument.
+    // The index carries no resolution id; a growing file answers 0, as any
+    // file without one does, rather than failing its caller.
     int getAvidResolutionId(int stream) override;
     int64_t getCreationTime() override;
     int64_t getModifiedTime() override;

@@ -138,7 +138,7 @@ TEST_F(EwcFileReaderTest, AnswersFromTheSidecarHeaders)
     EXPECT_TRUE(reader.getExtensionItem(0, fourCC("avcC"), config));
     EXPECT_EQ(config.used(), 2u);
     EXPECT_FALSE(reader.getExtensionItem(0, fourCC("hvcC"), config));
-    EXPECT_THROW(reader.getAvidResolutionId(0), std::invalid_argument);
+    EXPECT_EQ(reader.getAvidResolutionId(0), 0);
 }
 
 TEST_F(EwcFileReaderTest, ReadsVideoBySampleAndAudioBySoundSample)
