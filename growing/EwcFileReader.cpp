@@ -32,11 +32,16 @@ CvResult FileReader::loadFile(const std::wstring& path, iFile::eFlags)
         std::shared_ptr<Indexer> indexer = createIndexer(BinaryIndexerType);
         // Closing our handle must never delete the capture's index.
         indexer->setOption(Indexer::DeleteOnClose, L"no");
-        if (indexer->open(name) != OK)
+        // The index names its own fault; the host's log gets it with the sidecar's name.
+        if (indexer->open(name) != OK) {
+            setLastError(Fail, L"%ls: %ls.", name.c_str(), indexer->getLastError().c_str());
             return Fail;
+        }
         auto reader = std::make_shared<Reader>(indexer);
-        if (reader->openFile(path) != OK)
+        if (reader->openFile(path) != OK) {
+            setLastError(Fail, L"Failed to open the essence of %ls.", name.c_str());
             return Fail;
+        }
         // A sidecar holds the one track of its stream.
         reader->setCurrentTrack(0);
         m_readers.push_back(reader);

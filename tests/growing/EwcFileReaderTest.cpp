@@ -95,6 +95,8 @@ TEST_F(EwcFileReaderTest, OpeningBeforeTheFirstRowFailsAndKeepsTheSidecar)
     sidecar("clip.mov", 0, SidecarBytes(1, StreamVideo));
     EWC::FileReader reader;
     EXPECT_EQ(reader.loadFile(media(), iFile::UnbufferedGrowing), Fail);
+    std::wstring error = reader.getLastError();
+    EXPECT_NE(error.find(L"clip.mov.0.cvindex: No entries found in index file."), std::wstring::npos);
     EXPECT_TRUE(std::filesystem::exists(m_dir.file("clip.mov.0.cvindex")));
 }
 
