@@ -130,7 +130,9 @@ unsigned exerciseReader(MediaFileReader& reader, const ExerciseLimits& limits)
     std::map<LightweightString<char>, CByteBuffer> binary;
     reader.get_MetadataJSON(json, binary);
 
-    std::vector<unsigned char> buffer(64 * 1024);
+    // Kept across calls: a fuzzer runs thousands of inputs a second, and a
+    // hostile sample size would otherwise cost a fresh large block each time.
+    static std::vector<unsigned char> buffer(64 * 1024);
     unsigned offset = 0, size = 0;
     reader.essenceOpen(static_cast<unsigned>(streams) + 3);
     reader.essenceRead(0, 1, buffer.data(), static_cast<unsigned>(buffer.size()), offset, size);

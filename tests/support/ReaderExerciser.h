@@ -11,7 +11,7 @@
 struct ExerciseLimits {
     int maxStreams = 16;
     unsigned maxSamples = 512;
-    size_t maxBuffer = 16u << 20;
+    size_t maxBuffer = 4u << 20;
 };
 
 // Returns the number of samples read successfully.
