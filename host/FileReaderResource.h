@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "host/FormatMetadata.h"
 #include "host/Plugin.h"
 
 namespace Corvidane {
@@ -32,6 +33,13 @@ public:
     virtual int getMaxRequests() const { return 1; }
     // True when the path's extension is one of the list, whatever its case.
     virtual bool isFileTypeSupported(const std::wstring& path, int openType) const;
+    // What the host can do with a file of this description: bit 1 the video
+    // can be played, bit 2 the audio needs converting.
+    virtual int isFileFormatSupported(const std::wstring& path, int openType, const PlayFileMetadataRep& video,
+                                      const Aud::Metadata& audio) const
+    {
+        return isFileTypeSupported(path, openType) ? 1 : 0;
+    }
     // A new open file, or null; the caller owns it.
     virtual FileReadInstance* openFile(const std::wstring& path, int format, int openType) = 0;
 

@@ -13,6 +13,8 @@ public:
     std::string resourceCode() const override { return "CVRD"; }
     int priority() const override { return 200; }
     int getMaxRequests() const override { return 32; }
+    int isFileFormatSupported(const std::wstring& path, int openType, const PlayFileMetadataRep& video,
+                              const Aud::Metadata& audio) const override;
 };
 
 } // namespace CvWrappers
