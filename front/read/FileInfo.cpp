@@ -7,6 +7,7 @@
 #include "front/read/IndexExists.h"
 #include "growing/EwcFileReader.h"
 #include "host/Log.h"
+#include "quicktime/read/FileReader.h"
 
 namespace CvWrappers {
 
@@ -31,6 +32,10 @@ ReaderChoice chooseReader(const std::wstring& path)
     } else if (indexExists(path)) {
         choice.reader = std::make_unique<Corvidane::EWC::FileReader>();
         choice.flags = iFile::UnbufferedGrowing;
+    } else if (extension == L"MOV" || extension == L"MP4" || extension == L"M4A" || extension == L"M4V" ||
+               extension == L"LRV") {
+        choice.reader = std::make_unique<Corvidane::QuickTime::FileReader>();
+        choice.flags = iFile::Unbuffered;
     }
     return choice;
 }
@@ -59,6 +64,19 @@ FileInfo::FileInfo(const std::wstring& path, int, int)
 
 FileInfo::~FileInfo() = default;
 
-int FileInfo::readMetadata() { return m_reader ? 1 : 0; }
+int FileInfo::readMetadata()
+{
+    if (!m_reader)
+        return 0;
+    m_reader->recalculateSize();
+    int result = HcErrFromCvResult(m_reader->parseMetadata());
+    if (result != 1) {
+        std::string text;
+        Corvidane::toUtf8(m_reader->getLastError(), text);
+        Log("Halcyonics reader API error %s\n", text.c_str());
+        return result;
+    }
+    return HcErrFromCvResult(m_reader->loadIndexTable());
+}
 
 } // namespace CvWrappers

@@ -1,0 +1,412 @@
+#include "quicktime/atoms/SampleDescriptors.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "frame/FourCC.h"
+
+namespace Corvidane::QuickTime {
+
+size_t SampleDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    if (length < 16)
+        return 0;
+    QTAtom::fromData(data, length);
+    std::memcpy(reserved, data + 8, 6);
+    dataReferenceIndex = readBE16(data + 14);
+    return 16;
+}
+
+size_t SampleDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (capacity < 16)
+        return 0;
+    QTAtom::toData(buffer, capacity);
+    std::memcpy(buffer + 8, reserved, 6);
+    writeBE16(buffer + 14, dataReferenceIndex);
+    return 16;
+}
+
+bool AvDescriptor::findExtension(uint32_t code) const { return extension(code) != nullptr; }
+
+const QTAtom* AvDescriptor::extension(uint32_t code) const
+{
+    for (const auto& item : extensions)
+        if (item->type == code)
+            return item.get();
+    return nullptr;
+}
+
+size_t AvDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    if (SampleDescriptor::fromData(data, length) == 0 || length < 24)
+        return 0;
+    Version = readBE16(data + 16);
+    Revision = readBE16(data + 18);
+    Vendor = readBE32(data + 20);
+    return 24;
+}
+
+size_t AvDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (capacity < 24 || SampleDescriptor::toData(buffer, capacity) == 0)
+        return 0;
+    writeBE16(buffer + 16, Version);
+    writeBE16(buffer + 18, Revision);
+    writeBE32(buffer + 20, Vendor);
+    return 24;
+}
+
+uint64_t AvDescriptor::extensionsSize() const
+{
+    uint64_t total = 0;
+    for (const auto& item : extensions)
+        total += item->getSize();
+    return extensions.empty() ? 0 : total + 4;
+}
+
+size_t AvDescriptor::writeExtensions(unsigned char* buffer, size_t capacity) const
+{
+    size_t position = 0;
+    for (const auto& item : extensions)
+        position += item->toData(buffer + position, capacity - position);
+    if (!extensions.empty() && capacity - position >= 4) {
+        writeBE32(buffer + position, 0);
+        position += 4;
+    }
+    return position;
+}
+
+size_t AvDescriptor::skipTerminator(const unsigned char* data, size_t length, size_t position) const
+{
+    if (!extensions.empty() && position + 4 <= length && readBE32(data + position) == 0)
+        return position + 4;
+    return position;
+}
+
+void VideoDescriptor::initVariables()
+{
+    Vendor = fourCC("appl");
+    TemporalQuality = SpatialQuality = 0;
+    Width = Height = 0;
+    HRes = VRes = 72.0f;
+    DataSize = 0;
+    FrameCount = 1;
+    CompressorName2.clear();
+    Depth = 0;
+    ColourTableId = 0xFFFF;
+}
+
+size_t VideoDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    if (AvDescriptor::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 24);
+    uint32_t hres = 0, vres = 0;
+    if (!in.u32(TemporalQuality) || !in.u32(SpatialQuality) || !in.u16(Width) || !in.u16(Height) || !in.u32(hres) ||
+        !in.u32(vres))
+        return 0;
+    HRes = fixed16ToFloat(hres);
+    VRes = fixed16ToFloat(vres);
+    if (!in.u32(DataSize) || !in.u16(FrameCount) || !in.has(36))
+        return 0;
+    bool pascal = false;
+    CompressorName2 = readNameString(data + 50, length - 50, 32, pascal);
+    in.skip(32);
+    if (!in.u16(Depth) || !in.u16(ColourTableId))
+        return 0;
+    size_t end = std::min<size_t>(size, length);
+    size_t position = readChildAtoms(data, 86, end, extensions, [](uint32_t code) -> std::unique_ptr<QTAtom> {
+        if (code == fourCC("fiel"))
+            return std::make_unique<ImageExtension_fiel>();
+        if (code == fourCC("colr"))
+            return std::make_unique<ImageExtension_colr>();
+        if (code == fourCC("pasp"))
+            return std::make_unique<ImageExtension_pasp>();
+        if (code == fourCC("clap"))
+            return std::make_unique<ImageExtension_clap>();
+        if (code == fourCC("ACLR") || code == fourCC("APRG"))
+            return std::make_unique<OpaqueExtension>(code);
+        if (code == fourCC("ARES"))
+            return std::make_unique<ImageExtension_ARES>();
+        if (code == fourCC("ADHR"))
+            return std::make_unique<ImageExtension_ADHR>();
+        return nullptr;
+    });
+    return skipTerminator(data, length, std::max<size_t>(position, 86));
+}
+
+size_t VideoDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity || AvDescriptor::toData(buffer, capacity) == 0)
+        return 0;
+    unsigned char* p = buffer + 24;
+    writeBE32(p, TemporalQuality);
+    writeBE32(p + 4, SpatialQuality);
+    writeBE16(p + 8, Width);
+    writeBE16(p + 10, Height);
+    writeBE32(p + 12, floatToFixed16(HRes));
+    writeBE32(p + 16, floatToFixed16(VRes));
+    writeBE32(p + 20, DataSize);
+    writeBE16(p + 24, FrameCount);
+    std::memset(p + 26, 0, 32);
+    size_t nameLength = std::min<size_t>(CompressorName2.size(), 31);
+    p[26] = static_cast<unsigned char>(nameLength);
+    std::memcpy(p + 27, CompressorName2.data(), nameLength);
+    writeBE16(p + 58, Depth);
+    writeBE16(p + 60, ColourTableId);
+    return 86 + writeExtensions(buffer + 86, capacity - 86);
+}
+
+size_t SoundDescriptor::fromData_fieldsOnly(const unsigned char* data, size_t length)
+{
+    if (AvDescriptor::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 24);
+    uint32_t rate = 0;
+    if (!in.u16(Channels) || !in.u16(SampleSize) || !in.u16(CompressionId) || !in.u16(PacketSize) || !in.u32(rate))
+        return 0;
+    SampleRate = fixed16ToFloat(rate);
+    // Some writers leave 16 in the field of these formats.
+    if (type == fourCC("in32"))
+        SampleSize = 32;
+    else if (type == fourCC("in24"))
+        SampleSize = 24;
+    endianType = CompressionId == 0xFFFE ? 1 : 2;
+    return 36;
+}
+
+size_t SoundDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    size_t position = fromData_fieldsOnly(data, length);
+    if (position == 0)
+        return 0;
+    size_t end = std::min<size_t>(size, length);
+    // An enda inside a wave of a version 0 entry: found by its code alone.
+    if (end > position + 32) {
+        for (size_t p = position; p + 4 <= end; ++p) {
+            if (readCode(data + p) != fourCC("enda"))
+                continue;
+            position = p + 4;
+            if (position + 2 <= end && readBE16(data + position) != 0)
+                endianType = 1;
+            break;
+        }
+    }
+    position = readChildAtoms(data, position, end, extensions, [](uint32_t) { return nullptr; });
+    return skipTerminator(data, length, position);
+}
+
+size_t SoundDescriptorV1::fromData(const unsigned char* data, size_t length)
+{
+    if (fromData_fieldsOnly(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 36);
+    if (!in.u32(SamplesPerPacket) || !in.u32(BytesPerPacket) || !in.u32(BytesPerFrame) || !in.u32(bytesPerSample))
+        return 0;
+    size_t end = std::min<size_t>(size, length);
+    size_t position = 52;
+    while (position < end && end - position >= 8) {
+        uint32_t childLength = readBE32(data + position);
+        if (childLength == 0)
+            break;
+        size_t available = std::min<size_t>(childLength, end - position);
+        uint32_t code = readCode(data + position + 4);
+        if (code == fourCC("wave")) {
+            auto wave = std::make_unique<SoundExtension_wave>();
+            wave->fromData(data + position, available);
+            if (wave->byteOrder != 0)
+                endianType = wave->byteOrder;
+            extensions.push_back(std::move(wave));
+        } else if (code == fourCC("esds")) {
+            auto esds = std::make_unique<QTAtomRaw>();
+            esds->fromData(data + position, available);
+            extensions.push_back(std::move(esds));
+        }
+        position += available;
+    }
+    return skipTerminator(data, length, position);
+}
+
+size_t SoundDescriptorV2::fromData(const unsigned char* data, size_t length)
+{
+    if (AvDescriptor::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 36);
+    uint64_t rateBits = 0;
+    uint32_t always = 0;
+    if (!in.u32(structSize) || !in.u64(rateBits) || !in.u32(channelCount) || !in.u32(always) ||
+        !in.u32(bitsPerChannel) || !in.u32(formatFlags) || !in.u32(bytesPerPacket) || !in.u32(framesPerPacket))
+        return 0;
+    std::memcpy(&sampleRate, &rateBits, 8);
+    return 72;
+}
+
+size_t TimecodeDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    if (SampleDescriptor::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 16);
+    if (!in.u32(ReservedA) || !in.u32(Flags) || !in.u32(Timescale) || !in.u32(FrameDuration) ||
+        !in.u8(NumberOfFrames) || !in.u8(ReservedB))
+        return 0;
+    size_t end = std::min<size_t>(size, length);
+    for (size_t p = 34; p + 12 <= end;) {
+        uint32_t childLength = readBE32(data + p);
+        if (childLength < 8)
+            break;
+        if (readCode(data + p + 4) == fourCC("name")) {
+            size_t count = std::min<size_t>(readBE16(data + p + 8), end - p - 12);
+            name.assign(reinterpret_cast<const char*>(data + p + 12), count);
+            break;
+        }
+        p += childLength;
+    }
+    return end;
+}
+
+size_t ClosedCaptionDescriptor::fromData(const unsigned char* data, size_t length)
+{
+    if (SampleDescriptor::fromData(data, length) == 0)
+        return 0;
+    if (type != fourCC("c708")) {
+        size = 16;
+        return 16;
+    }
+    size_t more = std::min<size_t>({12, length - 16, size > 16 ? size - 16 : 0});
+    std::memcpy(extra, data + 16, more);
+    return 16 + more;
+}
+
+size_t SampleDescriptionList::fromData(const unsigned char* data, size_t length)
+{
+    if (length < 16)
+        return 0;
+    QTHeaderBase1::fromData(data, length);
+    uint32_t count = readBE32(data + 12);
+    size_t p = 16;
+    if (count == 0 || uint64_t(count) * itemWireSize() > length - p)
+        return 0;
+    for (uint32_t i = 0; i < count && p < length; ++i) {
+        SampleDescriptor* item = nullptr;
+        size_t used = AddItem(&item, data + p, length - p);
+        std::unique_ptr<SampleDescriptor> owned(item);
+        if (used == 0)
+            break;
+        // Step to the next entry by the declared length where it is sane.
+        uint32_t declared = length - p >= 4 ? readBE32(data + p) : 0;
+        if (owned)
+            m_items.push_back(std::move(owned));
+        p += declared >= used && declared <= length - p ? declared : used;
+    }
+    return p;
+}
+
+size_t SampleDescriptionList::AddItem(SampleDescriptor** item, const unsigned char* data, size_t length)
+{
+    uint16_t version = length >= 18 ? readBE16(data + 16) : 0;
+    std::unique_ptr<SampleDescriptor> entry;
+    switch (m_streamType) {
+    case StreamVideo: entry = std::make_unique<VideoDescriptor>(); break;
+    case StreamAudio:
+        if (version == 2)
+            entry = std::make_unique<SoundDescriptorV2>();
+        else if (version == 1)
+            entry = std::make_unique<SoundDescriptorV1>();
+        else
+            entry = std::make_unique<SoundDescriptor>();
+        break;
+    case StreamTimecode: entry = std::make_unique<TimecodeDescriptor>(); break;
+    case StreamAncillary: entry = std::make_unique<ClosedCaptionDescriptor>(); break;
+    default:
+        // An entry of a type this list doesn't read is stepped over.
+        *item = nullptr;
+        return length < 8 ? 0 : readBE32(data);
+    }
+    size_t used = entry->fromData(data, length);
+    *item = entry.release();
+    return used;
+}
+
+namespace {
+
+template <typename T>
+const T* entryAs(const SampleDescriptor* entry)
+{
+    return dynamic_cast<const T*>(entry);
+}
+
+} // namespace
+
+uint32_t SampleDescriptionList::getFcc(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    return entry ? entry->type : 0;
+}
+
+int SampleDescriptionList::getBitsPerSample(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    if (auto video = entryAs<VideoDescriptor>(entry))
+        return video->Depth;
+    if (auto v2 = entryAs<SoundDescriptorV2>(entry))
+        return static_cast<int>(v2->bitsPerChannel);
+    if (auto sound = entryAs<SoundDescriptor>(entry))
+        return sound->SampleSize;
+    return 0;
+}
+
+unsigned SampleDescriptionList::getAudioSampleRate(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    if (auto v2 = entryAs<SoundDescriptorV2>(entry))
+        return static_cast<unsigned>(v2->sampleRate + 0.5);
+    if (auto sound = entryAs<SoundDescriptor>(entry))
+        return static_cast<unsigned>(std::lround(sound->SampleRate));
+    return 0;
+}
+
+unsigned SampleDescriptionList::getAudioChannelCount(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    if (auto v2 = entryAs<SoundDescriptorV2>(entry))
+        return v2->channelCount;
+    if (auto sound = entryAs<SoundDescriptor>(entry))
+        return sound->Channels;
+    return 0;
+}
+
+unsigned SampleDescriptionList::getAudioBlockSize(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    if (auto v2 = entryAs<SoundDescriptorV2>(entry))
+        return v2->bytesPerPacket ? v2->bytesPerPacket : v2->bitsPerChannel / 8 * v2->channelCount;
+    if (auto v1 = entryAs<SoundDescriptorV1>(entry); v1 && v1->BytesPerFrame)
+        return v1->BytesPerFrame;
+    if (auto sound = entryAs<SoundDescriptor>(entry))
+        return sound->SampleSize / 8u * sound->Channels;
+    return 0;
+}
+
+int SampleDescriptionList::getAudioByteOrder(size_t index) const
+{
+    const SampleDescriptor* entry = item(index);
+    uint32_t format = entry ? entry->type : 0;
+    if (auto v2 = entryAs<SoundDescriptorV2>(entry); v2 && (v2->formatFlags & 2))
+        return format == fourCC("sowt") ? 1 : 2;
+    if (auto v1 = entryAs<SoundDescriptorV1>(entry); v1 && v1->endianType != 0) {
+        if (format == fourCC("sowt"))
+            return 1;
+        if (format == fourCC("twos"))
+            return 2;
+        return v1->endianType;
+    }
+    if (format == fourCC("sowt"))
+        return 1;
+    if (format == fourCC("twos") || format == fourCC("in24") || format == fourCC("in32"))
+        return 2;
+    return 0;
+}
+
+} // namespace Corvidane::QuickTime

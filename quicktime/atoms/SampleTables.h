@@ -1,0 +1,106 @@
+#pragma once
+#include <cstdint>
+#include <vector>
+
+#include "quicktime/atoms/QTList.h"
+
+// The run-length sample tables, which stay small however long the movie:
+// they are parsed whole. Lookups run on prefix sums built on first use, so a
+// walk through every sample costs a binary search each, not a table walk.
+namespace Corvidane::QuickTime {
+
+struct Time2SampleItem {
+    static constexpr size_t wireSize = 8;
+    static Time2SampleItem read(const unsigned char* p) { return {readBE32(p), readBE32(p + 4)}; }
+    void write(unsigned char* p) const { writeBE32(p, count), writeBE32(p + 4, duration); }
+    uint32_t count = 0;
+    uint32_t duration = 0;
+};
+
+struct CTTSItem {
+    static constexpr size_t wireSize = 8;
+    static CTTSItem read(const unsigned char* p) { return {readBE32(p), static_cast<int32_t>(readBE32(p + 4))}; }
+    void write(unsigned char* p) const { writeBE32(p, count), writeBE32(p + 4, static_cast<uint32_t>(offset)); }
+    uint32_t count = 0;
+    int32_t offset = 0;
+};
+
+struct Sample2ChunkItem {
+    static constexpr size_t wireSize = 12;
+    static Sample2ChunkItem read(const unsigned char* p) { return {readBE32(p), readBE32(p + 4), readBE32(p + 8)}; }
+    void write(unsigned char* p) const;
+    uint32_t firstChunk = 0;
+    uint32_t samplesPerChunk = 0;
+    uint32_t sampleDescriptionId = 0;
+};
+
+struct EditListItem {
+    static constexpr size_t wireSize = 12;
+    static EditListItem read(const unsigned char* p);
+    void write(unsigned char* p) const;
+    uint32_t trackDuration = 0;
+    uint32_t mediaTime = 0;
+    float rate = 1.0f;
+};
+
+// Where a sample falls in a run-length table: the entry, and the samples and
+// time (or other sum) up to the entry's start.
+struct RunPosition {
+    size_t entry = 0;
+    uint64_t samplesBefore = 0;
+    uint64_t timeBefore = 0;
+};
+
+// stts
+class Time2SampleList : public QTRecordList<Time2SampleItem> {
+public:
+    // False past the table.
+    bool find(uint64_t sample, RunPosition& position) const;
+    // Media time at which a sample starts, 32-bit; 0 past the table.
+    uint32_t getSampleTime(uint32_t sample) const;
+    // The duration of the run that holds the sample, 0 past the table.
+    uint32_t getSampleDuration(uint32_t sample) const;
+    uint64_t totalSamples() const;
+    uint64_t totalDuration() const;
+
+private:
+    void buildSums() const;
+    mutable std::vector<uint64_t> m_endSample;
+    mutable std::vector<uint64_t> m_endTime;
+};
+
+// ctts
+class CTTSList : public QTRecordList<CTTSItem> {
+public:
+    // The offset of the run holding the sample as a 32-bit pattern; 0xFFFFFFFF
+    // past the table or for an empty one.
+    uint32_t getSampleOffset(uint32_t sample) const;
+    // Makes every offset zero or above by taking off the most negative one.
+    void fix();
+
+private:
+    mutable std::vector<uint64_t> m_endSample;
+};
+
+// stsc
+class Sample2ChunkList : public QTRecordList<Sample2ChunkItem> {
+public:
+    // The chunk holding a sample, counted from 0, with the sample's place in
+    // it and the chunk's sample count. `chunkCount` is the length of the chunk
+    // offset table, which ends the last of several runs. False when no chunk
+    // holds it, or for a run of 0 samples a chunk.
+    bool locate(uint64_t sample, uint64_t chunkCount, uint64_t& chunk, uint32_t& indexInChunk,
+                uint32_t& samplesInChunk) const;
+
+private:
+    mutable std::vector<uint64_t> m_firstSample;
+    mutable uint64_t m_sumsForChunkCount = UINT64_MAX;
+};
+
+// elst: empty edits (media time 0xFFFFFFFF) are dropped as they are parsed.
+class EditList : public QTRecordList<EditListItem> {
+public:
+    bool isValid(const EditListItem* item) const override { return item->mediaTime != 0xFFFFFFFF; }
+};
+
+} // namespace Corvidane::QuickTime
