@@ -42,7 +42,12 @@ std::string timecodeText(MediaFileReader& reader, int stream)
     if (!isSuccess(reader.get_TimeCode(stream, 0, &start)))
         return {};
     bool drop = reader.get_IsDropFrame(stream);
-    Corvidane::CTimeCodeEx timecode(start, reader.get_Rate(stream), drop);
+    // A drop-frame count runs at 29.97 or 59.94 frames a second, whatever
+    // whole number of frames the track names.
+    double rate = reader.get_Rate(stream);
+    if (drop && (rate == 30.0 || rate == 60.0))
+        rate = rate * 1000.0 / 1001.0;
+    Corvidane::CTimeCodeEx timecode(start, rate, drop);
     short hours = 0, minutes = 0, seconds = 0, frames = 0;
     if (!timecode.isValid() || !timecode.toHHMMSSFF(hours, minutes, seconds, frames, drop))
         return {};
@@ -174,11 +179,23 @@ private:
         return true;
     }
 
+    // Samples are read one at a time: a reader may take the samples of a run
+    // to be of one size, which holds for PCM only.
     bool hashSamples(unsigned start, unsigned count, std::string& hash)
+    {
+        Md5 md5;
+        for (unsigned sample = start; sample < start + count; ++sample)
+            if (!readSample(sample, md5))
+                return false;
+        hash = md5.hexDigest();
+        return true;
+    }
+
+    bool readSample(unsigned sample, Md5& md5)
     {
         for (int attempt = 0; attempt < 8; ++attempt) {
             unsigned offset = 0, size = 0;
-            CvResult result = m_reader.essenceRead(start, count, m_buffer.data(), static_cast<unsigned>(m_buffer.size()),
+            CvResult result = m_reader.essenceRead(sample, 1, m_buffer.data(), static_cast<unsigned>(m_buffer.size()),
                                                    offset, size);
             if (result == InsufficientBuffer || result == BufferTooSmall) {
                 // The reader asks for more room than its sector arithmetic allows for.
@@ -189,15 +206,13 @@ private:
                 continue;
             }
             if (!isSuccess(result) || uint64_t(offset) + size > m_buffer.size()) {
-                m_error = "cannot read sample " + std::to_string(start) + ": " + narrow(m_reader.getLastError());
+                m_error = "cannot read sample " + std::to_string(sample) + ": " + narrow(m_reader.getLastError());
                 return false;
             }
-            Md5 md5;
             md5.update(m_buffer.data() + offset, size);
-            hash = md5.hexDigest();
             return true;
         }
-        m_error = "the reader wants an ever larger buffer for sample " + std::to_string(start);
+        m_error = "the reader wants an ever larger buffer for sample " + std::to_string(sample);
         return false;
     }
 

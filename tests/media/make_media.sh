@@ -45,6 +45,32 @@ mpeg2_pcm16_growing.mxf)
     # Long GOPs with B pictures and one audio element per frame, as a capture writes them.
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
         -c:a pcm_s16le -ac 2 $exact -f mxf "$tmp" ;;
+h264_aac.mp4)
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags +faststart -f mp4 "$tmp" ;;
+h264_dropframe.mov)
+    ff $(video 320x240 30000/1001 3) $(tone 48000 3) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 15 \
+        -pix_fmt yuv420p -c:a pcm_s16le -timecode 01:00:00\;00 $exact -f mov "$tmp" ;;
+mpeg2_longgop.mov)
+    ff $(video 352x288 25 3) $(tone 48000 3) -c:v mpeg2video -g 12 -bf 2 -b:v 2M -c:a pcm_s16be \
+        -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+dnxhr.mov)
+    ff $(video 256x144 25 1) -c:v dnxhd -profile:v dnxhr_lb -pix_fmt yuv422p $exact -f mov "$tmp" ;;
+dnxhd.mov)
+    ff $(video 1920x1080 25 0.2) -c:v dnxhd -b:v 36M -pix_fmt yuv422p $exact -f mov "$tmp" ;;
+v210.mov)
+    ff $(video 64x48 25 1) -c:v v210 $exact -f mov "$tmp" ;;
+hevc.mov)
+    ff $(video 320x240 25 2) -c:v libx265 -x265-params log-level=none:pools=1:frame-threads=1:bframes=3:keyint=10 \
+        -pix_fmt yuv420p -tag:v hvc1 $exact -f mov "$tmp" ;;
+aac_only.m4a)
+    ff $(tone 44100 3) -c:a aac -b:a 64k -ac 2 $exact -f ipod "$tmp" ;;
+h264_only.m4v)
+    ff $(video 160x120 25 2) -c:v libx264 -threads 1 -preset veryfast -bf 0 -g 25 -pix_fmt yuv420p $exact \
+        -f mp4 "$tmp" ;;
+camera_proxy.lrv)
+    ff $(video 160x120 30 2) $(tone 48000 2) -c:v libx264 -threads 1 -preset veryfast -bf 1 -g 30 \
+        -pix_fmt yuv420p -c:a aac -b:a 64k -ac 2 $exact -f mp4 "$tmp" ;;
 *)
     echo "make_media.sh: no recipe for $name" >&2
     exit 2 ;;

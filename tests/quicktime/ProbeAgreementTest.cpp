@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "quicktime/JsonValue.h"
+#include "support/TestMedia.h"
+
+// cvtool reads a movie through the plug-in as the host does; ffprobe reads
+// the same file on its own. Every video sample must agree in size, bytes and
+// key flag; every audio stream in its bytes; the streams in size, rate, frame
+// count and timecode.
+namespace {
+
+JsonValue cvtoolProbe(const std::string& path)
+{
+    int status = 0;
+    std::string out = runCommand(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(path), &status);
+    EXPECT_EQ(status, 0) << out;
+    return JsonValue::parse(out);
+}
+
+JsonValue ffprobe(const std::string& path)
+{
+    std::string out = runCommand("ffprobe -v error -show_format -show_streams -show_packets -show_data_hash MD5 "
+                                 "-of json " + shellQuote(path));
+    return JsonValue::parse(out);
+}
+
+std::vector<const JsonValue*> packetsOf(const JsonValue& probe, long long stream)
+{
+    std::vector<const JsonValue*> packets;
+    for (const JsonValue& packet : probe["packets"].items)
+        if (packet["stream_index"].integer() == stream)
+            packets.push_back(&packet);
+    return packets;
+}
+
+long long totalBytes(const std::vector<const JsonValue*>& packets)
+{
+    long long total = 0;
+    for (const JsonValue* packet : packets)
+        total += (*packet)["size"].integer();
+    return total;
+}
+
+void compareVideo(const JsonValue& theirs, const JsonValue& ours, const JsonValue& theirProbe,
+                  const JsonValue& ourProbe)
+{
+    EXPECT_EQ(ours["width"].integer(), theirs["width"].integer());
+    EXPECT_EQ(ours["height"].integer(), theirs["height"].integer());
+    EXPECT_EQ(ours["r_frame_rate"].text, theirs["r_frame_rate"].text);
+    EXPECT_EQ(ours["nb_frames"].integer(), theirs["nb_frames"].integer());
+    auto their = packetsOf(theirProbe, theirs["index"].integer());
+    auto our = packetsOf(ourProbe, theirs["index"].integer());
+    ASSERT_EQ(our.size(), their.size());
+    for (size_t i = 0; i < our.size(); ++i) {
+        const JsonValue& a = *their[i];
+        const JsonValue& b = *our[i];
+        EXPECT_EQ(b["pos"].integer(), a["pos"].integer()) << "sample " << i;
+        EXPECT_EQ(b["size"].integer(), a["size"].integer()) << "sample " << i;
+        EXPECT_EQ(b["data_hash"].text, a["data_hash"].text) << "sample " << i;
+        EXPECT_EQ(b["flags"].text.substr(0, 1), a["flags"].text.substr(0, 1)) << "key flag of sample " << i;
+    }
+}
+
+void compareAudio(const JsonValue& theirs, const JsonValue& ours, const JsonValue& theirProbe,
+                  const JsonValue& ourProbe)
+{
+    EXPECT_EQ(ours["sample_rate"].integer(), theirs["sample_rate"].integer());
+    EXPECT_EQ(ours["channels"].integer(), theirs["channels"].integer());
+    auto their = packetsOf(theirProbe, theirs["index"].integer());
+    auto our = packetsOf(ourProbe, theirs["index"].integer());
+    ASSERT_FALSE(our.empty());
+    if (theirs["codec_name"].text != "aac") {
+        EXPECT_EQ(totalBytes(our), totalBytes(their));
+        return;
+    }
+    // AAC: the presented frames, without the priming frame in front and at
+    // most one behind: the same bytes as ffprobe's packets that lie there.
+    long long first = (*our.front())["pos"].integer();
+    long long end = (*our.back())["pos"].integer() + (*our.back())["size"].integer();
+    std::vector<const JsonValue*> covered;
+    for (const JsonValue* packet : their)
+        if ((*packet)["pos"].integer() >= first && (*packet)["pos"].integer() < end)
+            covered.push_back(packet);
+    EXPECT_EQ(totalBytes(our), totalBytes(covered));
+    EXPECT_LE(their.size() - covered.size(), 2u);
+    EXPECT_EQ((*their[1])["pos"].integer(), first) << "the first presented frame follows the priming frame";
+}
+
+std::string theirTimecode(const JsonValue& probe)
+{
+    for (const JsonValue& stream : probe["streams"].items)
+        if (stream["codec_tag_string"].text == "tmcd")
+            return stream["tags"]["timecode"].text;
+    return {};
+}
+
+class ProbeAgreement : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(ProbeAgreement, SamplesStreamsAndTimecodeMatchFfprobe)
+{
+    std::string path = testMedia(GetParam());
+    JsonValue ours = cvtoolProbe(path);
+    JsonValue theirs = ffprobe(path);
+    const auto& ourStreams = ours["streams"].items;
+    const auto& theirStreams = theirs["streams"].items;
+    ASSERT_EQ(ourStreams.size(), theirStreams.size());
+    bool compared = false;
+    for (size_t i = 0; i < theirStreams.size(); ++i) {
+        SCOPED_TRACE("stream " + std::to_string(i));
+        const std::string& type = theirStreams[i]["codec_type"].text;
+        EXPECT_EQ(ourStreams[i]["codec_tag_string"].text, theirStreams[i]["codec_tag_string"].text);
+        if (type == "video")
+            compareVideo(theirStreams[i], ourStreams[i], theirs, ours), compared = true;
+        else if (type == "audio")
+            compareAudio(theirStreams[i], ourStreams[i], theirs, ours), compared = true;
+    }
+    EXPECT_TRUE(compared);
+    EXPECT_EQ(ours["format"]["tags"]["timecode"].text, theirTimecode(theirs));
+}
+
+INSTANTIATE_TEST_SUITE_P(FfmpegMovies, ProbeAgreement,
+                         ::testing::Values("prores_pcm24_tc.mov", "h264_aac.mp4", "h264_dropframe.mov",
+                                           "mpeg2_longgop.mov", "dnxhd.mov", "dnxhr.mov", "mjpeg_small.mov",
+                                           "v210.mov", "hevc.mov", "aac_only.m4a", "h264_only.m4v",
+                                           "camera_proxy.lrv"),
+                         [](const ::testing::TestParamInfo<const char*>& info) {
+                             std::string name = info.param;
+                             for (char& c : name)
+                                 if (!std::isalnum(static_cast<unsigned char>(c)))
+                                     c = '_';
+                             return name;
+                         });
+
+} // namespace
