@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "frame/FourCC.h"
+#include "quicktime/MovieBytes.h"
+#include "quicktime/QtReaderFixture.h"
+
+using namespace movie_bytes;
+using Corvidane::IndexEntry;
+using Corvidane::fourCC;
+
+namespace {
+
+// Samples of distinct sizes and contents, back to back in the mdat.
+struct Samples {
+    std::string payload;
+    std::vector<uint32_t> sizes;
+    std::vector<uint64_t> offsets;
+    explicit Samples(int count, uint32_t base = 100)
+    {
+        for (int i = 0; i < count; ++i) {
+            uint32_t size = base + uint32_t(i) * 7;
+            offsets.push_back(mdatPayloadOffset + payload.size());
+            sizes.push_back(size);
+            payload += std::string(size, char('a' + i % 26));
+        }
+    }
+    Track track() const
+    {
+        Track t;
+        t.sizes = sizes;
+        t.chunkOffsets = offsets;
+        return t;
+    }
+};
+
+std::wstring w(const char* text) { return Corvidane::fromUtf8(text); }
+
+bool contains(const std::wstring& text, const char* part) { return text.find(w(part)) != std::wstring::npos; }
+
+class QuickTimeReaderModel : public QtReaderFixture {};
+
+TEST_F(QuickTimeReaderModel, TrackBeforeMovieHeaderOrWithoutMediaHeaderFailsTheMovie)
+{
+    Samples s(3);
+    std::string early = atom("moov", trak(s.track()) + mvhd(1000, 0));
+    auto opened = open(file(s.payload, early));
+    EXPECT_EQ(opened.parse, FileInvalid);
+    EXPECT_TRUE(contains(opened.error(), "Failed to parse moov chunk. ")) << opened.error();
+
+    std::string noMedia = atom("trak", tkhd(1, 10) + atom("mdia", hdlr("vide")));
+    auto missing = open(file(s.payload, moov(noMedia)));
+    EXPECT_EQ(missing.parse, Fail);
+
+    // A track without sample tables is listed; its lookups all fail.
+    std::string noTables = atom("trak", tkhd(1, 10) + atom("mdia", mdhd(25, 10) + hdlr("vide")));
+    auto bare = open(file(s.payload, moov(noTables)));
+    ASSERT_TRUE(bare.ok()) << bare.error();
+    EXPECT_EQ(bare.reader->get_StreamCount(), 1);
+    EXPECT_FALSE(bare.reader->get_HasIndexTable(0));
+    EXPECT_EQ(bare.reader->get_Length(0), 0u);
+}
+
+TEST_F(QuickTimeReaderModel, UnknownHandlerGivesATrackOfNoKnownType)
+{
+    Samples s(2);
+    Track t = s.track();
+    t.handler = "zzzz";
+    auto opened = open(file(s.payload, moov(trak(t))));
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    EXPECT_FALSE(opened.reader->get_IsVideo(0));
+    EXPECT_FALSE(opened.reader->get_IsAudio(0));
+    EXPECT_FALSE(opened.reader->get_IsTimeCode(0));
+    EXPECT_FALSE(opened.reader->get_HasIndexTable(0)) << "its stsd has no entries";
+    EXPECT_FALSE(opened.reader->get_IsVideo(-1));
+    EXPECT_FALSE(opened.reader->get_IsVideo(7));
+}
+
+TEST_F(QuickTimeReaderModel, RateScaleAndLengthFollowTheEditAndTheTable)
+{
+    Samples s(25);
+    Track t = s.track();
+    t.edits = fullAtom("elst", 0, be32(1) + be32(1000) + be32(0) + be32(0x10000));
+    auto opened = open(file(s.payload, moov(trak(t))));
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    auto& reader = *opened.reader;
+    int rate = 0, scale = 0;
+    ASSERT_EQ(reader.get_RateAndScale(0, &rate, &scale), OK);
+    EXPECT_EQ(rate, 25000);
+    EXPECT_EQ(scale, 1000);
+    EXPECT_DOUBLE_EQ(reader.get_Rate(0), 25.0);
+    EXPECT_EQ(reader.get_Length(0), 25u);
+    unsigned minimum = 0, maximum = 0, timescale = 0, entries = 0;
+    ASSERT_EQ(reader.get_RateAndScaleLimits(0, minimum, maximum, timescale, entries), OK);
+    EXPECT_EQ(minimum, 1000u);
+    EXPECT_EQ(maximum, 1000u);
+    EXPECT_EQ(timescale, 25000u);
+    EXPECT_EQ(entries, 1u);
+    EXPECT_EQ(reader.get_Width(0), 64);
+    EXPECT_EQ(reader.get_Height(0), 48);
+    unsigned fcc = 0;
+    ASSERT_EQ(reader.get_FCC(0, fcc), OK);
+    EXPECT_EQ(fcc, fourCC("mjpa"));
+    EXPECT_EQ(reader.getCompressorName2(0), w("Test"));
+    EXPECT_EQ(reader.get_BufferSize(0), 1024u) << "the largest sample, 268 bytes, and a sector, in whole sectors";
+}
+
+TEST_F(QuickTimeReaderModel, SamplesAreFoundAndReadWhereverTheirChunksLie)
+{
+    Samples s(10);
+    Track t = s.track();
+    // Chunks of 3, 3, 2, 2 samples: runs starting at chunks 1 and 3.
+    t.chunkOffsets = {s.offsets[0], s.offsets[3], s.offsets[6], s.offsets[8]};
+    t.chunkRuns = {1, 3, 1, 3, 2, 1};
+    auto opened = open(file(s.payload, moov(trak(t))));
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    auto& reader = *opened.reader;
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    std::vector<unsigned char> buffer(4096);
+    for (unsigned i = 0; i < 10; ++i) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(i, entry), OK) << i;
+        EXPECT_EQ(entry.offset, s.offsets[i]) << i;
+        EXPECT_EQ(entry.size, s.sizes[i]) << i;
+        EXPECT_EQ(entry.frameType, Corvidane::FrameIntra) << "no stss: every frame is a key frame";
+        unsigned offset = 0, size = 0;
+        ASSERT_EQ(reader.essenceRead(i, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
+        EXPECT_EQ(offset, s.offsets[i] % 512) << "the sample starts where the sector read put it";
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()) + offset, size), s.payload.substr(s.offsets[i] - mdatPayloadOffset, s.sizes[i]));
+    }
+    IndexEntry past;
+    EXPECT_EQ(reader.getIndexEntry(10, past), HandleEOF);
+    unsigned offset = 1, size = 1;
+    EXPECT_EQ(reader.essenceRead(3, 0, buffer.data(), unsigned(buffer.size()), offset, size), OK);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(reader.essenceRead(10, 1, buffer.data(), unsigned(buffer.size()), offset, size), HandleEOF);
+    EXPECT_EQ(reader.essenceRead(0, 1, buffer.data(), 50, offset, size), BufferTooSmall);
+}
+
+TEST_F(QuickTimeReaderModel, QueriesOnTheCurrentTrackNeedAnOpenTrack)
+{
+    Samples s(2);
+    auto opened = open(file(s.payload, moov(trak(s.track()))));
+    ASSERT_TRUE(opened.ok());
+    IndexEntry entry;
+    EXPECT_EQ(opened.reader->getIndexEntry(0, entry), InvalidState);
+    EXPECT_TRUE(contains(opened.error(), "getIndexEntry Failed, no current track.")) << opened.error();
+    unsigned offset = 0, size = 0, key = 0;
+    unsigned char buffer[16];
+    EXPECT_EQ(opened.reader->essenceRead(0, 1, buffer, 16, offset, size), InvalidState);
+    EXPECT_FALSE(opened.reader->findKeyframe(0, false, key));
+    EXPECT_EQ(opened.reader->essenceOpen(5), Fail);
+}
+
+TEST_F(QuickTimeReaderModel, EditsThatCannotBePlayedRefuseTheOpenAndUnevenDurationsAreNoted)
+{
+    Samples s(4);
+    Track two = s.track();
+    two.edits = fullAtom("elst", 0, be32(2) + be32(80) + be32(0) + be32(0x10000) + be32(80) + be32(2000) +
+                                        be32(0x10000));
+    auto opened = open(file(s.payload, moov(trak(two))));
+    ASSERT_TRUE(opened.ok());
+    EXPECT_EQ(opened.reader->essenceOpen(0), Fail);
+    EXPECT_TRUE(contains(opened.error(), "more than one edit list.")) << opened.error();
+
+    Track withEmpty = s.track();
+    withEmpty.edits = fullAtom("elst", 0, be32(2) + be32(80) + be32(0xFFFFFFFF) + be32(0x10000) + be32(160) +
+                                              be32(0) + be32(0x10000));
+    auto single = open(file(s.payload, moov(trak(withEmpty))));
+    EXPECT_EQ(single.reader->essenceOpen(0), OK) << "an empty edit is no edit";
+
+    Track uneven = s.track();
+    uneven.timeRuns = {2, 1000, 2, 2000};
+    auto vfr = open(file(s.payload, moov(trak(uneven))));
+    ASSERT_TRUE(vfr.ok()) << vfr.error();
+    EXPECT_EQ(vfr.reader->essenceOpen(0), OK);
+    EXPECT_TRUE(contains(vfr.error(), "samples are not of uniform duration.")) << vfr.error();
+}
+
+} // namespace
