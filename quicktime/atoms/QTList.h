@@ -21,7 +21,7 @@ public:
     size_t fromData(const unsigned char* data, size_t length) override
     {
         size_t p = length < 8 ? 4 : 12;
-        if (length < p + 1)
+        if (length < p + 4)
             return 0;
         QTHeaderBase1::fromData(data, length);
         uint32_t count = readBE32(data + p);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cwctype>
+#include <set>
 
 #include "frame/FourCC.h"
 #include "frame/Text.h"
@@ -614,11 +615,12 @@ CvResult FileReader::get_TimeCode(int stream, unsigned frame, unsigned* timecode
     uint32_t size = 0;
     if (!t || !t->isTimecode() || !t->getSampleOffsetAndSize(frame, offset, size) || size < 4 || !timecode)
         return Fail;
+    // Only the first four bytes are wanted, whatever the table says the sample holds.
     CvResult result = seek(offset, 0);
-    CByteBuffer sample(roundUpToSectorBoundary(uint64_t(size) + getAlignmentOffset()) + getSectorSize());
+    CByteBuffer sample(2 * uint64_t(getSectorSize()));
     unsigned got = 0, start = 0;
     if (isSuccess(result))
-        result = read(sample.getBuffer(), static_cast<unsigned>(sample.capacity()), size, got, start);
+        result = read(sample.getBuffer(), static_cast<unsigned>(sample.capacity()), 4, got, start);
     if (isSuccess(result) && got < start + 4)
         result = HandleEOF;
     if (!isSuccess(result)) {
@@ -796,8 +798,9 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
         // chunk taken to be of one size.
         uint64_t n = std::min<uint64_t>(end - pos, left);
         uint64_t bytes = uint64_t(sampleSize) * n;
+        // Nothing is read, nor memory taken, for bytes the caller has no room for.
         uint64_t room = file.roundUpToSectorBoundary(bytes + file.getAlignmentOffset());
-        if (bytes > UINT32_MAX || (room > m_readBuffer.capacity() && !m_readBuffer.alloc(room))) {
+        if (total + bytes > capacity || (room > m_readBuffer.capacity() && !m_readBuffer.alloc(room))) {
             setLastError(BufferTooSmall, L"Failed to read essence data, buffer too small. ");
             return BufferTooSmall;
         }
@@ -808,10 +811,6 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
         if (!isSuccess(result)) {
             setLastError(result, L"Failed to read essence data, read. ");
             return result;
-        }
-        if (total + bytes > capacity) {
-            setLastError(BufferTooSmall, L"Failed to read essence data, buffer too small. ");
-            return BufferTooSmall;
         }
         std::copy(m_readBuffer.getBuffer(at), m_readBuffer.getBuffer(at) + bytes, buffer + total);
         total += bytes;
@@ -853,10 +852,10 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
     if (count == 0)
         return OK;
     // The frames of the range in display order, struck off as they are seen;
-    // frames shown inside the range but coded after it are read too.
-    std::vector<bool> wanted(count, true);
-    unsigned outstanding = count;
-    for (unsigned coded = frame, taken = 0; taken < count || outstanding > 0; ++coded, ++taken) {
+    // frames shown inside the range but coded after it are read too. What is
+    // kept grows with the frames read, not with the count asked for.
+    std::set<unsigned> seen;
+    for (unsigned coded = frame, taken = 0; taken < count || seen.size() < count; ++coded, ++taken) {
         IndexEntry entry;
         if (!isSuccess(getIndexEntry(coded, entry))) {
             if (taken == 0) {
@@ -869,10 +868,8 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
         presentation.push_back(entry.presentationIndex);
         order.push_back(entry.frameType);
         unsigned shown = entry.presentationIndex;
-        if (shown >= frame && shown - frame < count && wanted[shown - frame]) {
-            wanted[shown - frame] = false;
-            --outstanding;
-        }
+        if (shown >= frame && shown - frame < count)
+            seen.insert(shown);
     }
     return OK;
 }
