@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "frame/FourCC.h"
+#include "quicktime/MovieBytes.h"
+#include "quicktime/atoms/Atom.h"
+#include "quicktime/atoms/HeaderAtoms.h"
+#include "quicktime/atoms/SampleTables.h"
+
+using namespace Corvidane::QuickTime;
+using namespace movie_bytes;
+using Corvidane::fourCC;
+
+namespace {
+
+std::string written(Atom& atom)
+{
+    std::vector<unsigned char> buffer(size_t(atom.atomSize()) + 64, 0xEE);
+    size_t count = atom.write(buffer.data(), buffer.size());
+    return std::string(reinterpret_cast<char*>(buffer.data()), count);
+}
+
+TEST(QuickTimeAtomTree, EmptyContainerWritesItsHeaderAlone)
+{
+    AtomEx<ContainerAtom, QTAtom> moov(fourCC("moov"));
+    EXPECT_EQ(moov.atomSize(), 8u);
+    EXPECT_EQ(written(moov), be32(8) + "moov");
+}
+
+TEST(QuickTimeAtomTree, SizesAddUpFromTheBottomAndReadBack)
+{
+    auto moov = std::make_unique<AtomEx<ContainerAtom, QTAtom>>(fourCC("moov"));
+    auto header = std::make_unique<AtomEx<Atom, MovieHeader>>();
+    header->record().TimeScale = 600;
+    moov->appendAtom(std::move(header));
+    auto trak = std::make_unique<AtomEx<ContainerAtom, QTAtom>>(fourCC("trak"));
+    auto track = std::make_unique<AtomEx<Atom, TrackHeader>>();
+    track->record().TrackID = 3;
+    trak->appendAtom(std::move(track));
+    auto times = std::make_unique<AtomEx_List<Atom, Time2SampleItem>>();
+    times->record().type = fourCC("stts");
+    times->record().addItem({10, 20});
+    times->record().addItem({1, 7});
+    trak->appendAtom(std::move(times));
+    moov->appendAtom(std::move(trak));
+
+    std::string bytes = written(*moov);
+    ASSERT_EQ(bytes.size(), 8u + 108 + 8 + 92 + 32);
+    EXPECT_EQ(bytes.substr(0, 8), be32(248) + "moov");
+    EXPECT_EQ(bytes.substr(116, 8), be32(132) + "trak");
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    MovieHeader movie;
+    EXPECT_EQ(movie.fromData(data + 8, 108), 108u);
+    EXPECT_EQ(movie.TimeScale, 600u);
+    EXPECT_FLOAT_EQ(movie.Rate, 1.0f);
+    TrackHeader readTrack;
+    EXPECT_EQ(readTrack.fromData(data + 124, 92), 92u);
+    EXPECT_EQ(readTrack.TrackID, 3u);
+    Time2SampleList readTimes;
+    EXPECT_EQ(readTimes.fromData(data + 216, 32), 32u);
+    EXPECT_EQ(readTimes.totalSamples(), 11u);
+    EXPECT_EQ(readTimes.getSampleDuration(10), 7u);
+}
+
+TEST(QuickTimeAtomTree, NumberListsKeepAReservedLength)
+{
+    QTListEx<unsigned int> offsets(0, fourCC("stco"));
+    offsets.addItem(1);
+    offsets.addItem(2);
+    offsets.addItem(0x01020304);
+    EXPECT_EQ(offsets.get_Count(), 3u);
+    std::vector<unsigned char> buffer(64, 0xEE);
+    ASSERT_EQ(offsets.toData(buffer.data(), buffer.size()), 28u);
+    offsets.fixedSize = 40;
+    EXPECT_EQ(offsets.getSize(), 40u);
+    ASSERT_EQ(offsets.toData(buffer.data(), buffer.size()), 40u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()) + 12, 16), be32(3) + be32(1) + be32(2) + be32(0x01020304));
+    offsets.fixedSize = 20;
+    ASSERT_EQ(offsets.toData(buffer.data(), buffer.size()), 20u) << "entries stop at the reserved length";
+
+    QTListEx<unsigned long> wide(0, fourCC("co64"));
+    wide.addItem(0x100000002ul);
+    ASSERT_EQ(wide.getSize(), 24u);
+    wide.size = 24;
+    ASSERT_EQ(wide.toData(buffer.data(), buffer.size()), 24u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()) + 16, 8), be64(0x100000002ul));
+    EXPECT_EQ(wide.toData(buffer.data(), 23), 0u);
+
+    QTListEx<Time2SampleItem> empty(0, fourCC("stts"));
+    EXPECT_EQ(empty.getSize(), 16u);
+    EXPECT_EQ(empty.get_LastItem(), nullptr);
+    Time2SampleItem* item = new Time2SampleItem{5, 6};
+    EXPECT_EQ(empty.AddItem(&item, nullptr, 0), 0u) << "a writable list does not parse";
+    ASSERT_NE(empty.get_LastItem(), nullptr);
+    EXPECT_EQ(empty.get_LastItem()->count, 5u);
+}
+
+TEST(QuickTimeAtomTree, MediaDataHeaderKeepsTheLengthTheWriterSet)
+{
+    auto mdat = std::make_unique<AtomEx2<Atom, QTAtomExtendable>>(std::make_unique<QTAtomExtendable>(fourCC("mdat")));
+    mdat->record().size = 1000;
+    EXPECT_EQ(written(*mdat), be32(8) + "wide" + be32(1000) + "mdat");
+    AtomEx<Atom, QTAtomExtendable> plain(std::make_unique<QTAtomExtendable>(fourCC("mdat")));
+    EXPECT_EQ(written(plain), be32(8) + "wide" + be32(16) + "mdat") << "the plain leaf stores the record's own size";
+
+    const unsigned char block[] = {0, 0, 0, 9, 'f', 'r', 'e', 'e', 7};
+    AtomEx<Atom, QTAtomRawEx> raw(QTAtomRawEx{block, sizeof block});
+    raw.appendAtom(std::make_unique<AtomEx<ContainerAtom, QTAtom>>(fourCC("junk")));
+    EXPECT_EQ(raw.atomSize(), 9u) << "a leaf ignores children";
+    EXPECT_EQ(written(raw), std::string(reinterpret_cast<const char*>(block), 9));
+}
+
+} // namespace
