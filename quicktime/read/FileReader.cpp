@@ -397,16 +397,20 @@ int FileReader::get_BitsPerSample(int stream)
     return t && t->sampleDescriptions ? t->sampleDescriptions->getBitsPerSample(0) : 0;
 }
 
-const VideoDescriptor* FileReader::videoDescriptor(int stream) const
+const VideoDescriptor* FileReader::getVideoDescriptor(int stream, size_t index) const
 {
     Metadata_Track* t = track(stream);
-    return t && t->isVideo() ? dynamic_cast<const VideoDescriptor*>(t->firstDescriptor()) : nullptr;
+    if (!t || !t->isVideo() || !t->sampleDescriptions)
+        return nullptr;
+    return dynamic_cast<const VideoDescriptor*>(t->sampleDescriptions->item(index));
 }
 
-const SoundDescriptor* FileReader::soundDescriptor(int stream) const
+const AvDescriptor* FileReader::getAvDescriptor(int stream, size_t index) const
 {
     Metadata_Track* t = track(stream);
-    return t && t->isAudio() ? dynamic_cast<const SoundDescriptor*>(t->firstDescriptor()) : nullptr;
+    if (!t || !t->sampleDescriptions)
+        return nullptr;
+    return dynamic_cast<const AvDescriptor*>(t->sampleDescriptions->item(index));
 }
 
 int FileReader::get_Width(int stream)
@@ -416,7 +420,7 @@ int FileReader::get_Width(int stream)
         return 0;
     if (!t->sampleDescriptions)
         return t->trackHeader->WidthWhole;
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     return video ? video->Width : 0;
 }
 
@@ -427,7 +431,7 @@ int FileReader::get_Height(int stream)
         return 0;
     if (!t->sampleDescriptions)
         return t->trackHeader->HeightWhole;
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     return video ? video->Height : 0;
 }
 
@@ -460,7 +464,7 @@ CvResult FileReader::getPixelAspect(int stream, int& numerator, int& denominator
 
 int FileReader::getFramePolarity(int stream)
 {
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     if (!video)
         return 0;
     // This size is progressive whatever fiel says.
@@ -482,7 +486,7 @@ int FileReader::getFramePolarity(int stream)
 
 int FileReader::getScanMode(int stream)
 {
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     auto fiel = video ? dynamic_cast<const ImageExtension_fiel*>(video->extension(fourCC("fiel"))) : nullptr;
     return fiel && fiel->fields == 1 ? 3 : 0;
 }
@@ -503,7 +507,7 @@ CvResult FileReader::get_ColourPrimaries(int stream, VideoColourCPMode& mode)
 {
     static const std::pair<uint16_t, int> table[] = {{1, 1}, {5, 2}, {6, 3}, {9, 4}, {11, 5}, {12, 6}};
     mode = static_cast<VideoColourCPMode>(0);
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     if (!get_IsVideo(stream))
         return Fail;
     if (video)
@@ -517,7 +521,7 @@ CvResult FileReader::get_TransferCharacteristic(int stream, VideoColourTCMode& m
 {
     static const std::pair<uint16_t, int> table[] = {{1, 1}, {16, 3}, {18, 4}, {17, 5}};
     mode = static_cast<VideoColourTCMode>(0);
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     if (!get_IsVideo(stream))
         return Fail;
     if (video)
@@ -821,6 +825,74 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
     return OK;
 }
 
+CvResult FileReader::essenceRead(unsigned frame, unsigned count, unsigned char* buffer, unsigned capacity,
+                                 std::vector<unsigned>& offsets, std::vector<unsigned>& sizes)
+{
+    if (!m_current) {
+        setLastError(InvalidState, L"Failed to read essence data, no current track. ");
+        return InvalidState;
+    }
+    Metadata_Track& t = *m_current;
+    if (!t.isVideo() && !t.isAnc()) {
+        setLastError(NotImpl, L"Failed to read non video data. ");
+        return NotImpl;
+    }
+    uint64_t pos = uint64_t(frame) + t.startSample();
+    if (pos >= m_essenceSampleCount)
+        return HandleEOF;
+    uint64_t length = t.getLength();
+    if (pos >= length) {
+        setLastError(HandleEOF, L"Failed to read essence data. Reached end of file.");
+        return HandleEOF;
+    }
+    uint64_t end = std::min<uint64_t>(pos + count, length);
+    if (end <= pos)
+        return Fail;
+    struct Place {
+        uint64_t offset;
+        uint32_t size;
+    };
+    std::vector<Place> places;
+    uint64_t total = 0;
+    CvResult missing = OK;
+    for (uint64_t sample = pos; sample < end; ++sample) {
+        Place place{0, 0};
+        if (!t.getSampleOffsetAndSize(static_cast<uint32_t>(sample), place.offset, place.size)) {
+            missing = sample >= length ? HandleEOF : InvalidState;
+            setLastError(missing, L"Failed to read essence data.%ls",
+                         missing == HandleEOF ? L"Reached end of file." : L"Failed to find sample.");
+            break;
+        }
+        places.push_back(place);
+        sizes.push_back(place.size);
+        total += place.size;
+    }
+    if (places.empty())
+        return missing != OK ? missing : Fail;
+    if (total > capacity)
+        return BufferTooSmall;
+    CvResult result = OK;
+    uint64_t used = 0;
+    for (const Place& place : places) {
+        result = seek(place.offset, 0);
+        if (!isSuccess(result)) {
+            setLastError(result, L"Failed to read essence data ( seek failed ).");
+            return result;
+        }
+        unsigned got = 0, at = 0;
+        if (used >= capacity)
+            return BufferTooSmall;
+        result = read(buffer + used, static_cast<unsigned>(capacity - used), place.size, got, at);
+        if (isSuccess(result) && got < uint64_t(at) + place.size)
+            result = HandleEOF;
+        if (!isSuccess(result))
+            return result;
+        offsets.push_back(static_cast<unsigned>(used + at));
+        used += at + place.size;
+    }
+    return result;
+}
+
 CvResult FileReader::getPresentationOrder(unsigned start, unsigned count, std::vector<unsigned>& order)
 {
     if (!m_current)
@@ -945,7 +1017,7 @@ unsigned FileReader::get_UncompressedSamples(int stream)
 
 std::wstring FileReader::getCompressorName2(int stream)
 {
-    const VideoDescriptor* video = videoDescriptor(stream);
+    const VideoDescriptor* video = getVideoDescriptor(stream);
     return video ? fromUtf8(video->CompressorName2) : std::wstring();
 }
 

@@ -70,6 +70,10 @@ public:
     bool isOp1a() override { return false; }
     CvResult essenceRead(unsigned long start, unsigned count, unsigned char* buffer, unsigned capacity,
                          unsigned& offset, unsigned& size) override;
+    // Video frames in one pass, each read into the buffer behind the last;
+    // `offsets` tells where each frame starts and `sizes` how long it is.
+    CvResult essenceRead(unsigned frame, unsigned count, unsigned char* buffer, unsigned capacity,
+                         std::vector<unsigned>& offsets, std::vector<unsigned>& sizes);
     CvResult getGopAndPresentationOrder(unsigned frame, GOPInfo& info, std::vector<unsigned short>& order,
                                         bool useCount) override;
     CvResult getGopAndPresentationOrder(unsigned frame, unsigned count, std::vector<unsigned>& decode,
@@ -88,6 +92,9 @@ public:
     bool isFragmented() const override { return m_movie.isFragmented(); }
     unsigned getTrackIndexFromTrackID(unsigned id) const;
 
+    // Entries of a stream's sample descriptions; video entries of video tracks only.
+    const VideoDescriptor* getVideoDescriptor(int stream, size_t index = 0) const;
+    const AvDescriptor* getAvDescriptor(int stream, size_t index = 0) const;
     const Metadata& movie() const { return m_movie; }
     uint64_t moovOffset() const { return m_moovOffset; }
     uint32_t moovSize() const { return m_moovSize; }
@@ -107,8 +114,6 @@ private:
     void updateRefFile(Metadata_Track& track);
 
     Metadata_Track* track(int stream) const { return m_movie.track(stream); }
-    const VideoDescriptor* videoDescriptor(int stream) const;
-    const SoundDescriptor* soundDescriptor(int stream) const;
     // An extension of the first entry, looking into wave too.
     const QTAtom* findExtensionItem(int stream, uint32_t code) const;
     const Metadata_Track* firstTimecodeTrack() const;

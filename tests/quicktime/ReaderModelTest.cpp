@@ -130,6 +130,18 @@ TEST_F(QuickTimeReaderModel, SamplesAreFoundAndReadWhereverTheirChunksLie)
         EXPECT_EQ(offset, s.offsets[i] % 512) << "the sample starts where the sector read put it";
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()) + offset, size), s.payload.substr(s.offsets[i] - mdatPayloadOffset, s.sizes[i]));
     }
+    // Frames in one pass, each behind the last in the buffer.
+    std::vector<unsigned> offsets, sizes;
+    ASSERT_EQ(reader.essenceRead(7u, 5u, buffer.data(), unsigned(buffer.size()), offsets, sizes), OK);
+    ASSERT_EQ(sizes.size(), 3u) << "capped at the track's length";
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(sizes[i], s.sizes[7 + i]);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()) + offsets[i], sizes[i]),
+                  s.payload.substr(s.offsets[7 + i] - mdatPayloadOffset, s.sizes[7 + i]));
+    }
+    offsets.clear(), sizes.clear();
+    EXPECT_EQ(reader.essenceRead(10u, 1u, buffer.data(), unsigned(buffer.size()), offsets, sizes), HandleEOF);
+    EXPECT_EQ(reader.essenceRead(0u, 3u, buffer.data(), 200u, offsets, sizes), BufferTooSmall);
     IndexEntry past;
     EXPECT_EQ(reader.getIndexEntry(10, past), HandleEOF);
     unsigned offset = 1, size = 1;
