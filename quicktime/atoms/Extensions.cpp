@@ -185,6 +185,7 @@ SoundExtension_wave::SoundExtension_wave(int endian, uint32_t code) : QTAtom(0, 
     children.push_back(std::make_unique<SoundExtension_frma>(code));
     children.push_back(std::make_unique<SoundExtension_enda>(endian == 1));
     byteOrder = endian;
+    size = static_cast<uint32_t>(getSize());
 }
 
 size_t SoundExtension_wave::fromData(const unsigned char* data, size_t length)
@@ -222,6 +223,100 @@ size_t SoundExtension_wave::toData(unsigned char* buffer, size_t capacity) const
     for (const auto& child : children)
         position += child->toData(buffer + position, capacity - position);
     return position;
+}
+
+Extension_esds::Extension_esds(EsdsType esdsType) : QTHeaderBase1(0, fourCC("esds")), kind(esdsType)
+{
+    if (kind == Video) {
+        esid = 3;
+        streamPriority = 1;
+        objectTypeId = 0x20;
+        streamType = 0x11;
+        bufferSizeDB = 64000;
+        maxBitrate = 800000;
+        avgBitrate = 9600000;
+    }
+    size = static_cast<uint32_t>(getSize());
+}
+
+uint64_t Extension_esds::getSize() const
+{
+    if (kind == Video)
+        return 84;
+    return m_config.empty() ? 44 : 49 + m_config.size();
+}
+
+void Extension_esds::setDecoderConfig(const unsigned char* bytes, size_t count)
+{
+    m_config.assign(bytes, bytes + count);
+    size = static_cast<uint32_t>(getSize());
+}
+
+size_t Extension_esds::fromData(const unsigned char* data, size_t length)
+{
+    if (QTHeaderBase1::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 12);
+    uint8_t high = 0;
+    uint16_t low = 0;
+    if (!in.u16(esid) || !in.u8(streamPriority) || !in.u8(objectTypeId) || !in.u8(streamType) || !in.u8(high) ||
+        !in.u16(low) || !in.u32(maxBitrate) || !in.u32(avgBitrate))
+        return 0;
+    bufferSizeDB = uint32_t(high) << 16 | low;
+    size_t end = std::min<size_t>(size, length);
+    if (end > in.position())
+        m_config.assign(in.here(), data + end);
+    return end;
+}
+
+namespace {
+
+// An MPEG-4 descriptor head: the tag, three continuation bytes, the length.
+unsigned char* descriptorHead(unsigned char* p, uint8_t tag, size_t length)
+{
+    p[0] = tag;
+    p[1] = p[2] = p[3] = 0x80;
+    p[4] = static_cast<unsigned char>(length & 0x7F);
+    return p + 5;
+}
+
+const unsigned char mpeg4VisualDescriptor[72] = {
+    0x03, 0x46, 0x00, 0x01, 0x00, 0x04, 0x3E, 0x20, 0x11, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x35, 0x00, 0x00, 0x00,
+    0x00, 0x00, 0x05, 0x2F, 0x00, 0x00, 0x01, 0xB0, 0x01, 0x00, 0x00, 0x01, 0xB5, 0x89, 0x13, 0x00, 0x00, 0x01,
+    0x00, 0x00, 0x00, 0x01, 0x20, 0x00, 0xC4, 0xF9, 0xD9, 0xB5, 0x88, 0x00, 0xCD, 0x0B, 0x44, 0x24, 0x14, 0x63,
+    0x00, 0x00, 0x01, 0xB2, 0x4C, 0x61, 0x76, 0x63, 0x35, 0x31, 0x2E, 0x37, 0x31, 0x2E, 0x30, 0x06, 0x01, 0x02};
+
+} // namespace
+
+size_t Extension_esds::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity)
+        return 0;
+    QTHeaderBase1::toData(buffer, capacity);
+    unsigned char* p = buffer + 12;
+    if (kind == Video) {
+        std::copy(std::begin(mpeg4VisualDescriptor), std::end(mpeg4VisualDescriptor), p);
+        return 84;
+    }
+    size_t extra = m_config.empty() ? 0 : m_config.size() + 5;
+    p = descriptorHead(p, 3, 27 + extra);
+    writeBE16(p, esid);
+    p[2] = streamPriority;
+    p = descriptorHead(p + 3, 4, 13 + extra);
+    p[0] = objectTypeId;
+    p[1] = streamType;
+    p[2] = static_cast<unsigned char>(bufferSizeDB >> 16);
+    writeBE16(p + 3, static_cast<uint16_t>(bufferSizeDB));
+    writeBE32(p + 5, maxBitrate);
+    writeBE32(p + 9, avgBitrate);
+    p += 13;
+    if (!m_config.empty()) {
+        p = descriptorHead(p, 5, m_config.size());
+        p = std::copy(m_config.begin(), m_config.end(), p);
+    }
+    p = descriptorHead(p, 6, 1);
+    *p++ = 2;
+    return static_cast<size_t>(p - buffer);
 }
 
 } // namespace Corvidane::QuickTime

@@ -119,6 +119,29 @@ public:
     ExtensionVector children;
 };
 
+// esds: the MPEG-4 elementary stream descriptor the writer adds to mp4a
+// (audio form) or mp4v (video form, a fixed MPEG-4 Visual descriptor).
+class Extension_esds : public QTHeaderBase1 {
+public:
+    enum EsdsType { Video = 0, Audio = 1 };
+    explicit Extension_esds(EsdsType kind);
+    // Fields at fixed offsets, as if the descriptor heads were absent; the
+    // rest is taken as the decoder configuration.
+    size_t fromData(const unsigned char* data, size_t length) override;
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override;
+    void setDecoderConfig(const unsigned char* bytes, size_t count);
+    const std::vector<unsigned char>& decoderConfig() const { return m_config; }
+
+    EsdsType kind;
+    uint16_t esid = 0;
+    uint8_t streamPriority = 0, objectTypeId = 0x40, streamType = 0x15;
+    uint32_t bufferSizeDB = 6144, maxBitrate = 128000, avgBitrate = 128000;
+
+private:
+    std::vector<unsigned char> m_config;
+};
+
 // Walks the children of an atom from `position` up to `end`, stopping where
 // fewer than 8 bytes remain or at a length of 0. Each child is made by `make`
 // (null for a raw one) and kept in order. The position where the walk ended.

@@ -87,7 +87,7 @@ size_t AvDescriptor::skipTerminator(const unsigned char* data, size_t length, si
 
 void VideoDescriptor::initVariables()
 {
-    Vendor = fourCC("appl");
+    Vendor = readBE32(reinterpret_cast<const unsigned char*>("appl"));
     TemporalQuality = SpatialQuality = 0;
     Width = Height = 0;
     HRes = VRes = 72.0f;
@@ -177,6 +177,84 @@ size_t SoundDescriptor::fromData_fieldsOnly(const unsigned char* data, size_t le
     return 36;
 }
 
+size_t SoundDescriptor::toData_fieldsOnly(unsigned char* buffer, size_t capacity) const
+{
+    if (capacity < 36 || AvDescriptor::toData(buffer, capacity) == 0)
+        return 0;
+    writeBE16(buffer + 24, Channels);
+    writeBE16(buffer + 26, SampleSize);
+    writeBE16(buffer + 28, CompressionId);
+    writeBE16(buffer + 30, PacketSize);
+    writeBE32(buffer + 32, floatToFixed16(SampleRate));
+    return 36;
+}
+
+size_t SoundDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity)
+        return 0;
+    size_t position = toData_fieldsOnly(buffer, capacity);
+    if (position == 0)
+        return 0;
+    return position + writeExtensions(buffer + position, capacity - position);
+}
+
+namespace {
+
+// The two bytes of an AAC LC AudioSpecificConfig for a rate and channel count.
+bool aacConfig(float rate, uint16_t channels, unsigned char config[2])
+{
+    static const struct {
+        unsigned rate;
+        unsigned char first;
+        bool highBit;
+    } rates[] = {{8000, 0x15, true},  {11025, 0x15, false}, {12000, 0x14, true}, {16000, 0x14, false},
+                 {22050, 0x13, true}, {24000, 0x13, false}, {32000, 0x12, true}, {44100, 0x12, false},
+                 {48000, 0x11, true}, {64000, 0x11, false}, {88200, 0x10, true}, {96000, 0x10, false}};
+    for (const auto& entry : rates) {
+        if (static_cast<float>(entry.rate) != rate)
+            continue;
+        config[0] = entry.first;
+        config[1] = static_cast<unsigned char>((entry.highBit ? 0x80 : 0) | ((channels * 8) & 0x7F));
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void SoundDescriptor::addExtensions()
+{
+    if (type != fourCC("mp4a"))
+        return;
+    auto esds = std::make_unique<Extension_esds>(Extension_esds::Audio);
+    unsigned char config[2];
+    if (aacConfig(SampleRate, Channels, config))
+        esds->setDecoderConfig(config, 2);
+    extensions.push_back(std::move(esds));
+    size = static_cast<uint32_t>(getSize());
+}
+
+size_t SoundDescriptorV1::toData_fieldsOnly(unsigned char* buffer, size_t capacity) const
+{
+    if (capacity < 52 || SoundDescriptor::toData_fieldsOnly(buffer, capacity) == 0)
+        return 0;
+    writeBE32(buffer + 36, SamplesPerPacket);
+    writeBE32(buffer + 40, BytesPerPacket);
+    writeBE32(buffer + 44, BytesPerFrame);
+    writeBE32(buffer + 48, bytesPerSample);
+    return 52;
+}
+
+void SoundDescriptorV1::addExtensions()
+{
+    SoundDescriptor::addExtensions();
+    if (endianType != 0) {
+        extensions.push_back(std::make_unique<SoundExtension_wave>(endianType, type));
+        size = static_cast<uint32_t>(getSize());
+    }
+}
+
 size_t SoundDescriptor::fromData(const unsigned char* data, size_t length)
 {
     size_t position = fromData_fieldsOnly(data, length);
@@ -264,6 +342,40 @@ size_t TimecodeDescriptor::fromData(const unsigned char* data, size_t length)
         p += childLength;
     }
     return end;
+}
+
+size_t TimecodeDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity || SampleDescriptor::toData(buffer, capacity) == 0)
+        return 0;
+    writeBE32(buffer + 16, ReservedA);
+    writeBE32(buffer + 20, Flags);
+    writeBE32(buffer + 24, Timescale);
+    writeBE32(buffer + 28, FrameDuration);
+    buffer[32] = NumberOfFrames;
+    buffer[33] = ReservedB;
+    if (name.empty())
+        return 34;
+    unsigned char* p = buffer + 34;
+    writeBE32(p, static_cast<uint32_t>(nameAtomSize()));
+    writeCode(p + 4, fourCC("name"));
+    writeBE16(p + 8, static_cast<uint16_t>(name.size()));
+    writeBE16(p + 10, 0);
+    std::memcpy(p + 12, name.data(), name.size());
+    if (name.size() % 2)
+        p[12 + name.size()] = 0;
+    return static_cast<size_t>(getSize());
+}
+
+uint64_t ClosedCaptionDescriptor::getSize() const { return type == fourCC("c708") ? 28 : 16; }
+
+size_t ClosedCaptionDescriptor::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity || SampleDescriptor::toData(buffer, capacity) == 0)
+        return 0;
+    if (type == fourCC("c708"))
+        std::memcpy(buffer + 16, extra, sizeof extra);
+    return static_cast<size_t>(getSize());
 }
 
 size_t ClosedCaptionDescriptor::fromData(const unsigned char* data, size_t length)

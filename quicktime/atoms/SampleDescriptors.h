@@ -67,7 +67,12 @@ class SoundDescriptor : public AvDescriptor {
 public:
     explicit SoundDescriptor(uint32_t format = 0) : AvDescriptor(36, format) {}
     size_t fromData(const unsigned char* data, size_t length) override;
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 36 + extensionsSize(); }
+    // The fields without the extensions; the bytes written.
+    virtual size_t toData_fieldsOnly(unsigned char* buffer, size_t capacity) const;
+    // The writer calls this once: an esds for mp4a.
+    virtual void addExtensions();
     virtual size_t fromData_fieldsOnly(const unsigned char* data, size_t length);
 
     uint16_t Channels = 0, SampleSize = 0, CompressionId = 0, PacketSize = 0;
@@ -81,6 +86,9 @@ public:
     using SoundDescriptor::SoundDescriptor;
     size_t fromData(const unsigned char* data, size_t length) override;
     uint64_t getSize() const override { return 52 + extensionsSize(); }
+    size_t toData_fieldsOnly(unsigned char* buffer, size_t capacity) const override;
+    // The esds of mp4a, then a wave with frma and enda when the byte order is known.
+    void addExtensions() override;
 
     uint32_t SamplesPerPacket = 0, BytesPerPacket = 0, BytesPerFrame = 0, bytesPerSample = 0;
 };
@@ -90,6 +98,8 @@ class SoundDescriptorV2 : public AvDescriptor {
 public:
     explicit SoundDescriptorV2(uint32_t format = 0) : AvDescriptor(72, format) { Version = 2; }
     size_t fromData(const unsigned char* data, size_t length) override;
+    // Only the head is written: a version 2 entry can't be written.
+    size_t toData(unsigned char* buffer, size_t capacity) const override { return AvDescriptor::toData(buffer, capacity); }
     uint64_t getSize() const override { return 72; }
 
     uint32_t structSize = 72;
@@ -106,7 +116,10 @@ class TimecodeDescriptor : public SampleDescriptor {
 public:
     TimecodeDescriptor() : SampleDescriptor(34, 0) {}
     size_t fromData(const unsigned char* data, size_t length) override;
-    uint64_t getSize() const override { return 34; }
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override { return 34 + nameAtomSize(); }
+    // Text, padding to an even length, and the 12 bytes of the name child; none without a name.
+    uint64_t nameAtomSize() const { return name.empty() ? 0 : name.size() + name.size() % 2 + 12; }
 
     uint32_t ReservedA = 0, Flags = 0, Timescale = 0, FrameDuration = 0;
     uint8_t NumberOfFrames = 0, ReservedB = 0;
@@ -118,6 +131,8 @@ class ClosedCaptionDescriptor : public SampleDescriptor {
 public:
     ClosedCaptionDescriptor() : SampleDescriptor(16, 0) {}
     size_t fromData(const unsigned char* data, size_t length) override;
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override;
     unsigned char extra[12] = {0x0C, 0, 0, 0, 0x6C, 0x70, 0x6D, 0x63, 0x38, 0x30, 0x36, 0x64};
 };
 
