@@ -268,6 +268,59 @@ size_t HandlerRef_MP4::toData(unsigned char* buffer, size_t capacity) const
     return 34;
 }
 
+size_t TrackApertureDimensions::fromData(const unsigned char* data, size_t length)
+{
+    if (QTHeaderBase1::fromData(data, length) == 0)
+        return 0;
+    FieldReader in(data, length, 12);
+    uint32_t w = 0, h = 0;
+    if (!in.u32(w) || !in.u32(h))
+        return 0;
+    width = fixed16ToFloat(w);
+    height = fixed16ToFloat(h);
+    return 20;
+}
+
+size_t TrackApertureDimensions::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity)
+        return 0;
+    QTHeaderBase1::toData(buffer, capacity);
+    writeBE32(buffer + 12, floatToFixed16(width));
+    writeBE32(buffer + 16, floatToFixed16(height));
+    return 20;
+}
+
+InfAtom::InfAtom(uint16_t language, std::string text)
+    : QTAtom(0, fourCC("@inf")), m_language(language), m_text(std::move(text))
+{
+    size = static_cast<uint32_t>(getSize());
+}
+
+size_t InfAtom::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity)
+        return 0;
+    QTAtom::toData(buffer, capacity);
+    uint16_t length = static_cast<uint16_t>(m_text.size());
+    buffer[8] = static_cast<unsigned char>(m_language);
+    buffer[9] = static_cast<unsigned char>(m_language >> 8);
+    buffer[10] = static_cast<unsigned char>(length);
+    buffer[11] = static_cast<unsigned char>(length >> 8);
+    std::fill(buffer + 12, buffer + getSize(), 0);
+    std::copy(m_text.begin(), m_text.end(), buffer + 12);
+    return static_cast<size_t>(getSize());
+}
+
+size_t TmcdAtom::toData(unsigned char* buffer, size_t capacity) const
+{
+    if (getSize() > capacity)
+        return 0;
+    QTAtom::toData(buffer, capacity);
+    writeBE32(buffer + 8, trackId);
+    return 12;
+}
+
 size_t AliasFile::fromData(const unsigned char* data, size_t length)
 {
     if (length <= fixedPart || QTHeaderBase1::fromData(data, length) == 0)

@@ -110,6 +110,39 @@ public:
     uint64_t getSize() const override { return 34; }
 };
 
+// clef, prof, enof of tapt: an aperture's width and height.
+class TrackApertureDimensions : public QTHeaderBase1 {
+public:
+    explicit TrackApertureDimensions(uint32_t code = 0) : QTHeaderBase1(20, code) {}
+    size_t fromData(const unsigned char* data, size_t length) override;
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override { return 20; }
+    float width = 0.0f, height = 0.0f;
+};
+
+// The "@inf" text item of udta. Its two numbers are written little-endian,
+// as the files that carry it have always had them. Written only.
+class InfAtom : public QTAtom {
+public:
+    InfAtom(uint16_t language, std::string text);
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override { return (m_text.size() + 1) / 2 * 2 + 12; }
+
+private:
+    uint16_t m_language;
+    std::string m_text;
+};
+
+// The tmcd child of tref: the id of the timecode track. Written only; the
+// writer sets the type.
+class TmcdAtom : public QTAtom {
+public:
+    explicit TmcdAtom(uint32_t id = 0) : QTAtom(12, 0), trackId(id) {}
+    size_t toData(unsigned char* buffer, size_t capacity) const override;
+    uint64_t getSize() const override { return 12; }
+    uint32_t trackId;
+};
+
 // One entry of dref: a Macintosh alias record. Of it only the file name and
 // the path in its tail are used; the volume before the first ':' is of no use
 // on this machine.

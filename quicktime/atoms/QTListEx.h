@@ -1,5 +1,8 @@
 #pragma once
+#include <algorithm>
 #include <type_traits>
+
+#include "frame/FourCC.h"
 
 #include "quicktime/atoms/QTList.h"
 
@@ -118,6 +121,63 @@ private:
     }
 
     std::vector<T> m_values;
+};
+
+} // namespace Corvidane::QuickTime
+
+namespace Corvidane::QuickTime {
+
+// stsz as the writer makes it: one constant size, or a size per sample.
+class SampleSizeListEx : public QTListEx<unsigned int> {
+public:
+    SampleSizeListEx() : QTListEx(0, fourCC("stsz")) {}
+    void addSize(unsigned size) { m_sizes.push_back(size); }
+    size_t get_Count() const override { return m_sizes.size(); }
+    uint64_t getSize() const override
+    {
+        if (fixedSize != notSet)
+            return fixedSize;
+        return sampleSize ? 20 : 20 + 4 * uint64_t(m_sizes.size());
+    }
+    size_t toData(unsigned char* buffer, size_t capacity) const override
+    {
+        if (getSize() > capacity || capacity < 20)
+            return 0;
+        QTHeaderBase1::toData(buffer, capacity);
+        writeBE32(buffer + 12, sampleSize);
+        writeBE32(buffer + 16, sampleCount);
+        if (sampleSize)
+            return fixedSize != notSet ? static_cast<size_t>(fixedSize) : 20;
+        uint64_t end = fixedSize != notSet ? fixedSize : capacity;
+        size_t position = 20;
+        for (size_t i = 0; i < sampleCount && i < m_sizes.size() && position + 4 <= end; ++i, position += 4)
+            writeBE32(buffer + position, m_sizes[i]);
+        return fixedSize != notSet ? static_cast<size_t>(fixedSize) : position;
+    }
+
+    unsigned sampleSize = 0;
+    unsigned sampleCount = 0;
+
+private:
+    std::vector<unsigned> m_sizes;
+};
+
+// sdtp as the writer makes it: one byte a sample and no count.
+class SampleDependencyList : public QTListEx<unsigned char> {
+public:
+    SampleDependencyList() : QTListEx(0, fourCC("sdtp")) {}
+    uint64_t getSize() const override { return fixedSize != notSet ? fixedSize : 12 + values().size(); }
+    size_t toData(unsigned char* buffer, size_t capacity) const override
+    {
+        if (getSize() > capacity || capacity < 12)
+            return 0;
+        QTHeaderBase1::toData(buffer, capacity);
+        size_t count = values().size();
+        if (fixedSize != notSet)
+            count = std::min<size_t>(count, static_cast<size_t>(fixedSize - 12));
+        std::copy(values().begin(), values().begin() + static_cast<long>(count), buffer + 12);
+        return 12 + count;
+    }
 };
 
 } // namespace Corvidane::QuickTime

@@ -111,4 +111,48 @@ TEST(QuickTimeAtomTree, MediaDataHeaderKeepsTheLengthTheWriterSet)
     EXPECT_EQ(written(raw), std::string(reinterpret_cast<const char*>(block), 9));
 }
 
+TEST(QuickTimeAtomTree, WriterTablesAndSmallAtoms)
+{
+    std::vector<unsigned char> buffer(128, 0xEE);
+    auto text = [&](size_t count) { return std::string(reinterpret_cast<char*>(buffer.data()), count); };
+    SampleSizeListEx sizes;
+    sizes.sampleCount = 3;
+    sizes.addSize(10), sizes.addSize(20), sizes.addSize(30);
+    ASSERT_EQ(sizes.getSize(), 32u);
+    sizes.size = 32;
+    ASSERT_EQ(sizes.toData(buffer.data(), buffer.size()), 32u);
+    EXPECT_EQ(text(32), be32(32) + "stsz" + be32(0) + be32(0) + be32(3) + be32(10) + be32(20) + be32(30));
+    SampleSizeListEx constant;
+    constant.sampleSize = 6;
+    constant.sampleCount = 48000;
+    constant.size = 20;
+    ASSERT_EQ(constant.toData(buffer.data(), buffer.size()), 20u);
+    EXPECT_EQ(text(20).substr(12), be32(6) + be32(48000));
+    constant.fixedSize = 64;
+    EXPECT_EQ(constant.toData(buffer.data(), buffer.size()), 64u) << "the reserved length stands";
+
+    SampleDependencyList dependencies;
+    dependencies.addItem(0x20), dependencies.addItem(0x10);
+    dependencies.size = 14;
+    ASSERT_EQ(dependencies.toData(buffer.data(), buffer.size()), 14u);
+    EXPECT_EQ(text(14), be32(14) + "sdtp" + be32(0) + "\x20\x10");
+
+    InfAtom info(0x1234, "abc");
+    ASSERT_EQ(info.getSize(), 16u);
+    ASSERT_EQ(info.toData(buffer.data(), buffer.size()), 16u);
+    EXPECT_EQ(text(16), be32(16) + "@inf" + std::string("\x34\x12\x03\x00", 4) + std::string("abc\0", 4));
+    TmcdAtom reference(7);
+    reference.type = fourCC("tmcd");
+    ASSERT_EQ(reference.toData(buffer.data(), buffer.size()), 12u);
+    EXPECT_EQ(text(12), be32(12) + "tmcd" + be32(7));
+    TrackApertureDimensions clean(fourCC("clef"));
+    clean.width = 1888.0f;
+    clean.height = 1062.0f;
+    ASSERT_EQ(clean.toData(buffer.data(), buffer.size()), 20u);
+    TrackApertureDimensions back;
+    EXPECT_EQ(back.fromData(buffer.data(), 20), 20u);
+    EXPECT_FLOAT_EQ(back.width, 1888.0f);
+    EXPECT_FLOAT_EQ(back.height, 1062.0f);
+}
+
 } // namespace
