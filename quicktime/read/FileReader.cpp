@@ -906,7 +906,8 @@ CvResult FileReader::getPresentationOrder(unsigned start, unsigned count, std::v
         IndexEntry entry;
         if (!isSuccess(getIndexEntry(start + i, entry)))
             return Fail;
-        order.push_back(entry.presentationIndex);
+        unsigned shown = entry.presentationIndex;
+        order.push_back(shown);
     }
     return OK;
 }
@@ -936,10 +937,12 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
             }
             return OK;
         }
-        decode.push_back(coded);
-        presentation.push_back(entry.presentationIndex);
-        order.push_back(entry.frameType);
+        // Copies first: the record is packed, its fields can't be referred to.
         unsigned shown = entry.presentationIndex;
+        unsigned short type = entry.frameType;
+        decode.push_back(coded);
+        presentation.push_back(shown);
+        order.push_back(type);
         if (shown >= frame && shown - frame < count)
             seen.insert(shown);
     }

@@ -31,7 +31,8 @@ TEST(QuickTimeAtoms, HeaderFieldsReportAPayloadOnlyWhenOneFollows)
     EXPECT_EQ(longer.fromData(bytes(sixteen), sixteen.size()), 12u);
     // A buffer shorter than a header starts at the version bytes.
     QTHeaderBase1 bare;
-    EXPECT_EQ(bare.fromData(bytes("\x01\0\0\x02\x05"), 5), 4u);
+    const unsigned char versionOnly[] = {1, 0, 0, 2, 5};
+    EXPECT_EQ(bare.fromData(versionOnly, sizeof versionOnly), 4u);
     EXPECT_TRUE(bare.isVersion1());
     EXPECT_EQ(bare.flags(), 2u);
     unsigned char out[12];
