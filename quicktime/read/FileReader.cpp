@@ -320,29 +320,19 @@ CvResult FileReader::essenceOpen(unsigned stream)
     return OK;
 }
 
-bool FileReader::get_IsVideo(int stream)
+bool FileReader::trackIs(int stream, int type) const
 {
     Metadata_Track* t = track(stream);
-    return t && t->isVideo();
+    return t && t->type() == type;
 }
 
-bool FileReader::get_IsAudio(int stream)
-{
-    Metadata_Track* t = track(stream);
-    return t && t->isAudio();
-}
+bool FileReader::get_IsVideo(int stream) { return trackIs(stream, Metadata_Track::Video); }
 
-bool FileReader::get_IsAnc(int stream)
-{
-    Metadata_Track* t = track(stream);
-    return t && t->isAnc();
-}
+bool FileReader::get_IsAudio(int stream) { return trackIs(stream, Metadata_Track::Audio); }
 
-bool FileReader::get_IsTimeCode(int stream)
-{
-    Metadata_Track* t = track(stream);
-    return t && t->isTimecode();
-}
+bool FileReader::get_IsAnc(int stream) { return trackIs(stream, Metadata_Track::ClosedCaption); }
+
+bool FileReader::get_IsTimeCode(int stream) { return trackIs(stream, Metadata_Track::Timecode); }
 
 bool FileReader::get_HasIndexTable(int stream)
 {

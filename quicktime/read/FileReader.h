@@ -114,6 +114,7 @@ private:
     void updateRefFile(Metadata_Track& track);
 
     Metadata_Track* track(int stream) const { return m_movie.track(stream); }
+    bool trackIs(int stream, int type) const;
     // An extension of the first entry, looking into wave too.
     const QTAtom* findExtensionItem(int stream, uint32_t code) const;
     const Metadata_Track* firstTimecodeTrack() const;

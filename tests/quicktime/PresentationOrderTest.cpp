@@ -5,6 +5,7 @@
 #include <sstream>
 #include <vector>
 
+#include "quicktime/MediaName.h"
 #include "quicktime/QtReaderFixture.h"
 #include "support/TestMedia.h"
 
@@ -84,12 +85,6 @@ TEST_P(QuickTimePresentationOrder, PresentationIndexesMatchFfprobesTimestamps)
 
 INSTANTIATE_TEST_SUITE_P(FfmpegMovies, QuickTimePresentationOrder,
                          ::testing::Values("h264_aac.mp4", "h264_dropframe.mov", "mpeg2_longgop.mov", "hevc.mov"),
-                         [](const ::testing::TestParamInfo<const char*>& info) {
-                             std::string name = info.param;
-                             for (char& c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             return name;
-                         });
+                         mediaTestName);
 
 } // namespace

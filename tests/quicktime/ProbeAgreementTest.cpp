@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "quicktime/MediaName.h"
 #include "quicktime/JsonValue.h"
 #include "support/TestMedia.h"
 
@@ -126,12 +127,6 @@ INSTANTIATE_TEST_SUITE_P(FfmpegMovies, ProbeAgreement,
                                            "mpeg2_longgop.mov", "dnxhd.mov", "dnxhr.mov", "mjpeg_small.mov",
                                            "v210.mov", "hevc.mov", "aac_only.m4a", "h264_only.m4v",
                                            "camera_proxy.lrv"),
-                         [](const ::testing::TestParamInfo<const char*>& info) {
-                             std::string name = info.param;
-                             for (char& c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             return name;
-                         });
+                         mediaTestName);
 
 } // namespace
