@@ -49,8 +49,8 @@ TEST_F(QuickTimeAudioAndTimecode, PcmRunsAreReadChunkByChunk)
     ASSERT_EQ(reader.essenceOpen(0), OK);
     IndexEntry entry;
     ASSERT_EQ(reader.getIndexEntry(120, entry), OK);
-    EXPECT_EQ(entry.offset, mdatPayloadOffset + 480);
-    EXPECT_EQ(entry.size, 4u) << "a whole frame, not the table's byte";
+    EXPECT_EQ(uint64_t(entry.offset), mdatPayloadOffset + 480);
+    EXPECT_EQ(uint32_t(entry.size), 4u) << "a whole frame, not the table's byte";
 
     std::vector<unsigned char> buffer(4096);
     unsigned offset = 9, size = 0;
@@ -101,7 +101,7 @@ TEST_F(QuickTimeAudioAndTimecode, ChunkOffsetOfZeroMeansOppositeThingsInTheTwoTa
     ASSERT_EQ(plain.reader->essenceOpen(0), OK);
     IndexEntry entry;
     ASSERT_EQ(plain.reader->getIndexEntry(0, entry), OK);
-    EXPECT_EQ(entry.offset, 0u) << "stco: the start of this file";
+    EXPECT_EQ(uint64_t(entry.offset), 0u) << "stco: the start of this file";
 
     t.offsets64 = true;
     auto wide = open(file("data", moov(trak(t))));

@@ -47,7 +47,7 @@ TEST_F(QuickTimeKeyFrames, SyncSamplesMarkKeyFramesAndTheOthersCountAsBidirectio
         if (Corvidane::isKeyFrame(entry))
             keys.push_back(int(i));
         else
-            EXPECT_EQ(entry.frameType, Corvidane::FrameBidirectional);
+            EXPECT_EQ(uint16_t(entry.frameType), Corvidane::FrameBidirectional);
     }
     EXPECT_EQ(keys, (std::vector<int>{0, 4, 8}));
     EXPECT_EQ(reader.getGopLength(0), 4);
@@ -118,11 +118,11 @@ TEST_F(QuickTimeKeyFrames, OpenGopFramesShownBeforeTheirEntryPointBelongToThePre
     // Frame types come from sdtp where a stream has open GOPs.
     IndexEntry entry;
     ASSERT_EQ(reader.getIndexEntry(1, entry), OK);
-    EXPECT_EQ(entry.frameType, Corvidane::FramePredicted);
+    EXPECT_EQ(uint16_t(entry.frameType), Corvidane::FramePredicted);
     ASSERT_EQ(reader.getIndexEntry(4, entry), OK);
-    EXPECT_EQ(entry.frameType, Corvidane::FrameIntra);
+    EXPECT_EQ(uint16_t(entry.frameType), Corvidane::FrameIntra);
     ASSERT_EQ(reader.getIndexEntry(7, entry), OK);
-    EXPECT_EQ(entry.frameType, Corvidane::FrameBidirectional);
+    EXPECT_EQ(uint16_t(entry.frameType), Corvidane::FrameBidirectional);
 }
 
 } // namespace

@@ -52,8 +52,8 @@ TEST_F(QuickTimeLargeFile, SamplesBeyondFourGibibytesAreReadFromTheRightPlace)
     for (unsigned i = 0; i < offsets.size(); ++i) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(i, entry), OK);
-        EXPECT_EQ(entry.offset, offsets[i]);
-        EXPECT_EQ(entry.size, sizes[i]);
+        EXPECT_EQ(uint64_t(entry.offset), offsets[i]);
+        EXPECT_EQ(uint32_t(entry.size), sizes[i]);
         unsigned offset = 0, size = 0;
         ASSERT_EQ(reader.essenceRead(i, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
         ASSERT_EQ(size, sizes[i]);

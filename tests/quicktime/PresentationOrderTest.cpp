@@ -46,8 +46,8 @@ TEST_P(QuickTimePresentationOrder, PresentationIndexesMatchFfprobesTimestamps)
     for (unsigned i = 0; i < ranks.size(); ++i) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(i, entry), OK);
-        EXPECT_EQ(entry.presentationIndex, ranks[i]) << "sample " << i;
-        EXPECT_EQ(entry.decodeIndex, i);
+        EXPECT_EQ(uint32_t(entry.presentationIndex), ranks[i]) << "sample " << i;
+        EXPECT_EQ(uint32_t(entry.decodeIndex), i);
     }
 
     // A range of frames in display order from a key frame: what is coded

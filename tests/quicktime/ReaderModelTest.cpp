@@ -122,9 +122,9 @@ TEST_F(QuickTimeReaderModel, SamplesAreFoundAndReadWhereverTheirChunksLie)
     for (unsigned i = 0; i < 10; ++i) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(i, entry), OK) << i;
-        EXPECT_EQ(entry.offset, s.offsets[i]) << i;
-        EXPECT_EQ(entry.size, s.sizes[i]) << i;
-        EXPECT_EQ(entry.frameType, Corvidane::FrameIntra) << "no stss: every frame is a key frame";
+        EXPECT_EQ(uint64_t(entry.offset), s.offsets[i]) << i;
+        EXPECT_EQ(uint32_t(entry.size), s.sizes[i]) << i;
+        EXPECT_EQ(uint16_t(entry.frameType), Corvidane::FrameIntra) << "no stss: every frame is a key frame";
         unsigned offset = 0, size = 0;
         ASSERT_EQ(reader.essenceRead(i, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
         EXPECT_EQ(offset, s.offsets[i] % 512) << "the sample starts where the sector read put it";
