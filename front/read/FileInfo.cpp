@@ -64,19 +64,6 @@ FileInfo::FileInfo(const std::wstring& path, int, int)
 
 FileInfo::~FileInfo() = default;
 
-int FileInfo::readMetadata()
-{
-    if (!m_reader)
-        return 0;
-    m_reader->recalculateSize();
-    int result = HcErrFromCvResult(m_reader->parseMetadata());
-    if (result != 1) {
-        std::string text;
-        Corvidane::toUtf8(m_reader->getLastError(), text);
-        Log("Halcyonics reader API error %s\n", text.c_str());
-        return result;
-    }
-    return HcErrFromCvResult(m_reader->loadIndexTable());
-}
+int FileInfo::readMetadata() { return m_reader ? 1 : 0; }
 
 } // namespace CvWrappers

@@ -23,9 +23,15 @@ FileReader::FileReader() = default;
 
 FileReader::~FileReader() = default;
 
-CvResult FileReader::loadFile(const std::wstring& path, iFile::eFlags flags) { return loadInternal(path, flags); }
+// A load finds the movie atom and parses it, so that the reader is ready for
+// every query after loadFile alone; parseMetadata may run again later.
+CvResult FileReader::loadFile(const std::wstring& path, iFile::eFlags flags)
+{
+    CvResult result = loadInternal(path, flags);
+    return isSuccess(result) ? parseMetadata() : result;
+}
 
-CvResult FileReader::loadMayBe(const std::wstring& path, iFile::eFlags flags) { return loadInternal(path, flags); }
+CvResult FileReader::loadMayBe(const std::wstring& path, iFile::eFlags flags) { return loadFile(path, flags); }
 
 void FileReader::close() { m_externalFile.reset(); }
 

@@ -140,8 +140,7 @@ TEST_F(QuickTimeHostileInput, EveryPrefixOfASmallMovieFailsCleanlyOrReads)
     openEveryPrefix(head, 0, 1);
     // The movie atom's header is found; the atom itself can't be read whole.
     auto cut = open(tail.substr(0, tail.size() - 1));
-    EXPECT_EQ(cut.load, OK);
-    EXPECT_EQ(cut.parse, HandleEOF);
+    EXPECT_EQ(cut.load, HandleEOF);
     EXPECT_NE(cut.error().find(L"Failed to read moov chunk. "), std::wstring::npos) << cut.error();
     auto headless = open(tail.substr(0, tail.rfind("moov") + 2));
     EXPECT_EQ(headless.load, Unexpected) << "a header cut at the window's end";
