@@ -8,6 +8,7 @@
 
 #include "quicktime/MovieBytes.h"
 #include "quicktime/QtReaderFixture.h"
+#include "support/ReaderExerciser.h"
 #include "support/TestMedia.h"
 
 using namespace movie_bytes;
@@ -17,49 +18,12 @@ using Corvidane::IndexEntry;
 // crash, an out-of-bounds read, an endless loop or a count-sized allocation.
 namespace {
 
-// Asks a loaded reader everything, on every stream, for a bounded number of samples.
-void askEverything(Corvidane::QuickTime::FileReader& reader)
+// Every query of the contract, on every stream, for a bounded number of samples.
+void askEverything(Corvidane::MediaFileReader& reader)
 {
-    std::vector<unsigned char> buffer(1 << 16);
-    for (int stream = -1; stream <= reader.get_StreamCount(); ++stream) {
-        unsigned fcc = 0, rate = 0, timecode = 0, key = 0;
-        int r = 0, s = 0, n = 0, d = 0;
-        reader.get_FCC(stream, fcc);
-        reader.get_Rate(stream);
-        reader.get_RateAndScale(stream, &r, &s);
-        reader.get_AudioSampleRate(stream, rate);
-        reader.get_Width(stream), reader.get_Height(stream), reader.get_BitsPerSample(stream);
-        reader.get_ChannelCount(stream), reader.getAudioByteOrder(stream), reader.getPixelAspect(stream, n, d);
-        reader.getFramePolarity(stream), reader.getScanMode(stream), reader.get_Orientation(unsigned(stream));
-        reader.get_ApproxDataRate(stream), reader.get_BufferSize(stream), reader.essenceIsPresent(stream);
-        reader.get_TimeCode(stream, 0, &timecode), reader.getAvidResolutionId(stream), reader.getCompressorName2(stream);
-        reader.get_UncompressedSamples(stream), reader.getGopLength(stream);
-        std::vector<Corvidane::TimeToSampleItem> times;
-        reader.get_TimeToSampleList(stream, times);
-        if (stream < 0 || !isSuccess(reader.essenceOpen(unsigned(stream))))
-            continue;
-        unsigned length = std::min(reader.get_Length(stream), 300u);
-        for (unsigned sample = 0; sample < length; ++sample) {
-            IndexEntry entry;
-            if (!isSuccess(reader.getIndexEntry(sample, entry)))
-                break;
-            unsigned offset = 0, size = 0;
-            reader.essenceRead(sample, 1, buffer.data(), unsigned(buffer.size()), offset, size);
-            reader.essenceRead(sample, 3, buffer.data(), unsigned(buffer.size()), offset, size);
-            reader.findKeyframe(sample, sample % 2 == 0, key);
-        }
-        std::vector<unsigned> decode, presentation;
-        std::vector<unsigned short> types;
-        reader.getGopAndPresentationOrder(0, 30, decode, presentation, types);
-        Corvidane::GOPInfo info;
-        Corvidane::allocGOPInfo(info, 64);
-        reader.getGopAndPresentationOrder(0, info, types, false);
-        Corvidane::freeGOPInfo(info);
-    }
-    std::string json;
-    std::map<LightweightString<char>, Corvidane::CByteBuffer> binary;
-    reader.get_MetadataJSON(json, binary);
-    reader.getSourceTape();
+    ExerciseLimits limits;
+    limits.maxSamples = 300;
+    exerciseReader(reader, limits);
 }
 
 // A small movie with everything the reader looks at: an edit, stss, ctts,
