@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cwctype>
 #include <set>
 
@@ -912,6 +913,12 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
                                                 std::vector<unsigned>& presentation,
                                                 std::vector<unsigned short>& order)
 {
+    return gatherGop(frame, count, SIZE_MAX, decode, presentation, order);
+}
+
+CvResult FileReader::gatherGop(unsigned frame, unsigned count, size_t limit, std::vector<unsigned>& decode,
+                               std::vector<unsigned>& presentation, std::vector<unsigned short>& order)
+{
     if (!m_current)
         return reportNoTrack(L"getGopAndPresentationOrder");
     unsigned length = m_current->getLength();
@@ -921,10 +928,13 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, unsigned count, 
     if (count == 0)
         return OK;
     // The frames of the range in display order, struck off as they are seen;
-    // frames shown inside the range but coded after it are read too. What is
+    // frames shown inside the range but coded after it are read too, within
+    // the track and within a reorder distance no coder comes near. What is
     // kept grows with the frames read, not with the count asked for.
+    const uint64_t end = std::min<uint64_t>(length, uint64_t(frame) + count + maxReorderDistance);
     std::set<unsigned> seen;
-    for (unsigned coded = frame, taken = 0; taken < count || seen.size() < count; ++coded, ++taken) {
+    for (unsigned coded = frame, taken = 0; (taken < count || seen.size() < count) && coded < end && decode.size() < limit;
+         ++coded, ++taken) {
         IndexEntry entry;
         if (!isSuccess(getIndexEntry(coded, entry))) {
             if (taken == 0) {
@@ -956,8 +966,9 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, GOPInfo& info, s
         if (m_current->openGops())
             count *= 2;
     }
+    // One frame more than there is room for decides the answer.
     std::vector<unsigned> decode, presentation;
-    CvResult result = getGopAndPresentationOrder(frame, count, decode, presentation, order);
+    CvResult result = gatherGop(frame, count, info.count + 1, decode, presentation, order);
     if (!isSuccess(result))
         return result;
     if (decode.size() > info.count) {

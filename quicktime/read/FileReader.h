@@ -14,6 +14,8 @@ class FileReader : public MediaFileReader, public Vex::CFileReaderUnbuffered {
 public:
     // A movie atom this large is refused rather than read into memory.
     static constexpr uint32_t maxMoovSize = 65000000;
+    // Frames coded this far behind a range are not looked at for frames shown in it.
+    static constexpr unsigned maxReorderDistance = 4096;
 
     FileReader();
     ~FileReader() override;
@@ -121,6 +123,9 @@ private:
     // Seeks and reads from the movie or the external essence file.
     Vex::CFileReaderUnbuffered& essenceFile() { return m_externalFile ? *m_externalFile : *this; }
     CvResult reportNoTrack(const wchar_t* operation);
+    // The GOP query, gathering at most `limit` frames.
+    CvResult gatherGop(unsigned frame, unsigned count, size_t limit, std::vector<unsigned>& decode,
+                       std::vector<unsigned>& presentation, std::vector<unsigned short>& order);
 
     uint64_t m_moovOffset = 0;
     uint32_t m_moovSize = 0;
