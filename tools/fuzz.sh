@@ -16,8 +16,12 @@ for target in build-fuzz/fuzz/fuzz_*; do
     seeds=build-fuzz/seeds/$extension
     corpus=build-fuzz/corpus/$extension
     mkdir -p "$seeds" "$corpus"
-    find build/media fuzz/regressions/"$extension" -maxdepth 1 -type f -iname "*.$extension" \
-        -exec cp {} "$seeds"/ \; 2>/dev/null || true
+    # The QuickTime target takes every file of the family as a seed.
+    case "$extension" in mov) patterns="mov mp4 m4a m4v lrv" ;; *) patterns=$extension ;; esac
+    for pattern in $patterns; do
+        find build/media fuzz/regressions/"$extension" -maxdepth 1 -type f -iname "*.$pattern" \
+            -exec cp {} "$seeds"/ \; 2>/dev/null || true
+    done
     options="-timeout=1 -rss_limit_mb=2048 -max_len=4194304 -print_final_stats=1"
     echo "== $target"
     case "$mode" in

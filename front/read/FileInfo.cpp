@@ -16,7 +16,10 @@ namespace {
 struct ReaderChoice {
     std::unique_ptr<Corvidane::MediaFileReader> reader;
     iFile::eFlags flags = iFile::Buffered;
-    bool askDrive = true;
+    // MXF is read through the file cache, a sector at a time of one byte.
+    bool throughCache = false;
+    // Why a file of a known kind has no reader.
+    const char* refusal = nullptr;
 };
 
 // The container reader for a path, by its extension, and by a sidecar index
@@ -32,6 +35,9 @@ ReaderChoice chooseReader(const std::wstring& path)
     } else if (indexExists(path)) {
         choice.reader = std::make_unique<Corvidane::EWC::FileReader>();
         choice.flags = iFile::UnbufferedGrowing;
+    } else if (extension == L"MXF") {
+        choice.throughCache = true;
+        choice.refusal = "MXF files can't be read yet: this build has no MXF reader.";
     } else if (extension == L"MOV" || extension == L"MP4" || extension == L"M4A" || extension == L"M4V" ||
                extension == L"LRV") {
         choice.reader = std::make_unique<Corvidane::QuickTime::FileReader>();
@@ -45,13 +51,17 @@ ReaderChoice chooseReader(const std::wstring& path)
 FileInfo::FileInfo(const std::wstring& path, int, int)
 {
     ReaderChoice choice = chooseReader(path);
-    if (!choice.reader)
-        return;
-    if (choice.askDrive) {
+    if (choice.throughCache) {
+        m_sectorSize = 1;
+    } else if (choice.reader) {
         Ptr<iDiskDrive> drive = CvFileIOFactoryProvider::openDrive(path.c_str());
         if (drive)
             m_sectorSize = drive->sectorSize() ? drive->sectorSize() : 512;
     }
+    if (choice.refusal)
+        Log("CvWrappers: Failed to open source file %s\n", choice.refusal);
+    if (!choice.reader)
+        return;
     CvResult result = choice.reader->loadFile(path, choice.flags);
     if (HcErrFromCvResult(result) != 1) {
         std::string text;
