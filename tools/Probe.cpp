@@ -135,9 +135,11 @@ private:
         json.endChild();
     }
 
-    // One packet per sample. Audio samples are single sound frames, so runs of
-    // them that lie back to back in the file make one packet each, as the
-    // file's chunks do.
+    // One packet per sample, with two exceptions that give ffprobe's packets:
+    // audio samples are single sound frames, so a run of them lying back to
+    // back in the file is one packet, as the file's chunks are; and a data
+    // sample that stands for many units of time (a timecode sample) is
+    // listed once, not once per unit.
     bool listPackets(JSON::Builder& json, int stream)
     {
         if (!isSuccess(m_reader.essenceOpen(static_cast<unsigned>(stream)))) {
@@ -145,6 +147,7 @@ private:
             return false;
         }
         bool audio = m_reader.get_IsAudio(stream);
+        bool data = !audio && !m_reader.get_IsVideo(stream);
         unsigned length = m_reader.get_Length(stream);
         unsigned sample = 0;
         while (sample < length) {
@@ -155,11 +158,14 @@ private:
             }
             unsigned count = 1;
             uint64_t size = first.size;
-            while (audio && sample + count < length && size < maxAudioPacket) {
+            while ((audio || data) && sample + count < length && size < maxAudioPacket) {
                 Corvidane::IndexEntry next;
-                if (!isSuccess(m_reader.getIndexEntry(sample + count, next)) || next.offset != first.offset + size)
+                if (!isSuccess(m_reader.getIndexEntry(sample + count, next)))
                     break;
-                size += next.size;
+                if (audio && next.offset == first.offset + size)
+                    size += next.size;
+                else if (!(data && next.offset == first.offset && next.size == first.size))
+                    break;
                 ++count;
             }
             json.startChild();
@@ -169,7 +175,7 @@ private:
             json.add("flags", Corvidane::isKeyFrame(first) ? "K_" : "__");
             if (m_options.hashMd5) {
                 std::string hash;
-                if (!hashSamples(sample, count, hash))
+                if (!hashSamples(sample, data ? 1 : count, hash))
                     return false;
                 json.add("data_hash", "MD5:" + hash);
             }
