@@ -561,10 +561,12 @@ unsigned FileReader::get_ApproxDataRate(int stream)
     for (unsigned i = 0; i < n; ++i)
         bytes += t->sampleSizes->get_SampleSize(i);
     int rate = 25, scale = 1;
-    if (!isSuccess(get_RateAndScale(stream, &rate, &scale)) || rate == 0 || scale == 0)
+    // A damaged header may give a negative rate or scale: take 25 frames a second then.
+    if (!isSuccess(get_RateAndScale(stream, &rate, &scale)) || rate <= 0 || scale <= 0)
         rate = 25, scale = 1;
     double seconds = n / (static_cast<double>(rate) / scale);
-    return static_cast<unsigned>(static_cast<double>(bytes) / seconds * 8 / 1024);
+    double kilobits = static_cast<double>(bytes) / seconds * 8 / 1024;
+    return kilobits < 4294967295.0 ? static_cast<unsigned>(kilobits) : 0xFFFFFFFFu;
 }
 
 int FileReader::get_ChannelCount(int stream)
