@@ -472,8 +472,10 @@ int SampleDescriptionList::getBitsPerSample(size_t index) const
 unsigned SampleDescriptionList::getAudioSampleRate(size_t index) const
 {
     const SampleDescriptor* entry = item(index);
+    // Version 2 stores the rate as a 64-bit float: any value a damaged file
+    // holds, infinities and NaN included, must be range-checked first.
     if (auto v2 = entryAs<SoundDescriptorV2>(entry))
-        return static_cast<unsigned>(v2->sampleRate + 0.5);
+        return v2->sampleRate >= 0 && v2->sampleRate < 4294967295.0 ? static_cast<unsigned>(v2->sampleRate + 0.5) : 0;
     if (auto sound = entryAs<SoundDescriptor>(entry))
         return static_cast<unsigned>(std::lround(sound->SampleRate));
     return 0;
