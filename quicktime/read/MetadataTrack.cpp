@@ -1,5 +1,6 @@
 #include "quicktime/read/MetadataTrack.h"
 
+#include <climits>
 #include <algorithm>
 
 #include "frame/FourCC.h"
@@ -178,14 +179,20 @@ bool Metadata_Track::getRateAndScale(int& rate, int& scale)
     const auto& items = timeToSample->items();
     for (size_t i = static_cast<size_t>(first); i < items.size(); ++i) {
         if (i > static_cast<size_t>(first)) {
-            n += items[i]->count;
-            t += int64_t(items[i]->count) * items[i]->duration;
+            // Counts and durations are 32-bit each; a damaged table can make
+            // their sums leave 64 bits, so they stop at the largest value.
+            int64_t span = 0;
+            if (__builtin_mul_overflow(int64_t(items[i]->count), int64_t(items[i]->duration), &span) ||
+                __builtin_add_overflow(t, span, &t))
+                t = INT64_MAX;
+            if (__builtin_add_overflow(n, int64_t(items[i]->count), &n))
+                n = INT64_MAX;
         }
         m_minSampleDuration = std::min(m_minSampleDuration, items[i]->duration);
         m_maxSampleDuration = std::max(m_maxSampleDuration, items[i]->duration);
         if (t >= D) {
             if (t > D)
-                n = t > 0 ? n * D / t : 0;
+                n = t > 0 ? static_cast<int64_t>(static_cast<__int128>(n) * D / t) : 0;
             reached = true;
             break;
         }
