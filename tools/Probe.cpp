@@ -152,7 +152,11 @@ private:
         unsigned sample = 0;
         while (sample < length) {
             Corvidane::IndexEntry first;
-            if (!isSuccess(m_reader.getIndexEntry(sample, first))) {
+            CvResult found = m_reader.getIndexEntry(sample, first);
+            // A fragmented movie's length is nominal: the reads mark its end.
+            if (found == HandleEOF && m_reader.isFragmented())
+                break;
+            if (!isSuccess(found)) {
                 m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream);
                 return false;
             }

@@ -323,7 +323,9 @@ CvResult FileReader::essenceOpen(unsigned stream)
         }
         m_externalFile = std::move(external);
     }
-    m_essenceSampleCount = get_isAACAudio(static_cast<int>(stream)) ? t.getSampleLength() : t.getLength();
+    m_essenceSampleCount = m_movie.isFragmented()          ? get_Length(static_cast<int>(stream)) + t.startSample()
+                           : get_isAACAudio(static_cast<int>(stream)) ? t.getSampleLength()
+                                                                    : t.getLength();
     return OK;
 }
 
@@ -385,7 +387,25 @@ double FileReader::get_Rate(int stream)
 unsigned FileReader::get_Length(int stream)
 {
     Metadata_Track* t = track(stream);
-    return t ? t->getLength() : 0;
+    if (!t || !m_movie.isFragmented() || (!t->isVideo() && !t->isAudio()))
+        return t ? t->getLength() : 0;
+    // A fragmented track's length is nominal; reads end it with HandleEOF.
+    int rate = 0, scale = 0;
+    uint32_t duration = t->getLength() > 0 && t->getRateAndScale(rate, scale) ? static_cast<uint32_t>(scale) : 0;
+    if (duration == 0) {
+        Metadata_moof* first = firstMoof(t->trackHeader->TrackID);
+        if (first)
+            first->trackSampleDuration(t->trackHeader->TrackID, duration);
+    }
+    const MovieExtendsHeader* extends = m_movie.movieExtendsHeader.get();
+    if (extends && extends->fragmentDuration && m_movie.movieHeader && m_movie.movieHeader->TimeScale && duration) {
+        double media = double(extends->fragmentDuration) / m_movie.movieHeader->TimeScale * t->mediaHeader->TimeScale;
+        return static_cast<unsigned>(std::min(media / duration, double(UINT32_MAX)));
+    }
+    if (t->isVideo())
+        return 2160000;
+    // A day of sound at 48 kHz.
+    return duration ? 4147200000u / duration : 4147200000u;
 }
 
 int FileReader::get_BitsPerSample(int stream)
@@ -665,6 +685,13 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     if (!m_current)
         return reportNoTrack(L"getIndexEntry");
     Metadata_Track& t = *m_current;
+    if (inFragments(t, uint64_t(sample) + t.startSample())) {
+        CvResult result = fragmentIndexEntry(t, uint64_t(sample) + t.startSample(), entry);
+        entry.decodeIndex -= t.startSample();
+        unsigned shown = entry.presentationIndex;
+        entry.presentationIndex = shown >= t.startSample() ? shown - t.startSample() : 0;
+        return result;
+    }
     uint64_t offset = 0;
     uint32_t size = 0;
     if (!t.getSampleOffsetAndSize(sample + t.startSample(), offset, size)) {
@@ -764,7 +791,20 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
     while (pos < end) {
         uint64_t sampleOffset = 0;
         uint32_t sampleSize = 0, left = 0;
-        if (pos > UINT32_MAX || !t.getSampleOffsetAndSize2(static_cast<uint32_t>(pos), sampleOffset, sampleSize, left)) {
+        if (inFragments(t, pos)) {
+            // A fragment's samples are taken one at a time.
+            IndexEntry entry;
+            CvResult result = fragmentIndexEntry(t, pos, entry);
+            if (!isSuccess(result)) {
+                offset = 0;
+                size = static_cast<unsigned>(total);
+                return result;
+            }
+            sampleOffset = entry.offset;
+            sampleSize = entry.size;
+            left = 1;
+        } else if (pos > UINT32_MAX ||
+                   !t.getSampleOffsetAndSize2(static_cast<uint32_t>(pos), sampleOffset, sampleSize, left)) {
             offset = 0;
             size = static_cast<unsigned>(total);
             if (pos >= t.getLength()) {
@@ -839,7 +879,7 @@ CvResult FileReader::essenceRead(unsigned frame, unsigned count, unsigned char* 
     uint64_t pos = uint64_t(frame) + t.startSample();
     if (pos >= m_essenceSampleCount)
         return HandleEOF;
-    uint64_t length = t.getLength();
+    uint64_t length = get_Length(static_cast<int>(m_currentStream)) + uint64_t(t.startSample());
     if (pos >= length) {
         setLastError(HandleEOF, L"Failed to read essence data. Reached end of file.");
         return HandleEOF;
@@ -856,7 +896,13 @@ CvResult FileReader::essenceRead(unsigned frame, unsigned count, unsigned char* 
     CvResult missing = OK;
     for (uint64_t sample = pos; sample < end; ++sample) {
         Place place{0, 0};
-        if (!t.getSampleOffsetAndSize(static_cast<uint32_t>(sample), place.offset, place.size)) {
+        if (inFragments(t, sample)) {
+            IndexEntry entry;
+            missing = fragmentIndexEntry(t, sample, entry);
+            if (!isSuccess(missing))
+                break;
+            place = {entry.offset, entry.size};
+        } else if (!t.getSampleOffsetAndSize(static_cast<uint32_t>(sample), place.offset, place.size)) {
             missing = sample >= length ? HandleEOF : InvalidState;
             setLastError(missing, L"Failed to read essence data.%ls",
                          missing == HandleEOF ? L"Reached end of file." : L"Failed to find sample.");

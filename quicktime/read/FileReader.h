@@ -1,8 +1,10 @@
 #pragma once
+#include <map>
 #include <memory>
 
 #include "frame/DiskFileReader.h"
 #include "frame/MediaFileReader.h"
+#include "quicktime/read/Fragments.h"
 #include "quicktime/read/Metadata.h"
 
 namespace Corvidane::QuickTime {
@@ -94,6 +96,11 @@ public:
     bool isFragmented() const override { return m_movie.isFragmented(); }
     unsigned getTrackIndexFromTrackID(unsigned id) const;
 
+    // The index entry of a track's sample that lies in a fragment, found in
+    // the fragments parsed so far, through mfra, or by walking on through the
+    // file; HandleEOF when the walk finds no more fragments of the track.
+    CvResult findTrackFragmentIndexEntry(uint32_t trackId, uint32_t sample, IndexEntry& entry);
+
     // Entries of a stream's sample descriptions; video entries of video tracks only.
     const VideoDescriptor* getVideoDescriptor(int stream, size_t index = 0) const;
     const AvDescriptor* getAvDescriptor(int stream, size_t index = 0) const;
@@ -114,6 +121,28 @@ private:
     CvResult readWindow(uint64_t position, uint64_t count, CByteBuffer& buffer, size_t& start, size_t& valid);
     CvResult searchWindow(uint32_t type, uint64_t position, uint64_t window, uint64_t& offset, uint32_t& size);
     void updateRefFile(Metadata_Track& track);
+
+    // Fragments. The moof at or after `offset`, parsed once and kept.
+    CvResult findMoof(uint64_t offset, Metadata_moof*& moof);
+    // The fragment known to start at or before the sample decides; `from` is
+    // where a walk can go on, null for the first fragment.
+    CvResult checkIfIndexedAlready(uint32_t trackId, uint32_t sample, IndexEntry& entry, Metadata_moof*& from);
+    CvResult checkIfRandomAccessible(uint32_t trackId, uint32_t sample, IndexEntry& entry);
+    // Walks fragment by fragment from `from` until one holds the sample; the
+    // sample Metadata_traf::unset stops at the track's first fragment.
+    CvResult cacheMoofsTillSampleAcquired(uint32_t trackId, uint32_t sample, Metadata_moof* from, IndexEntry& entry);
+    Metadata_moof* firstMoof(uint32_t trackId);
+    // Reads mfra once, through the mfro at the file's end.
+    const Metadata_mfra* randomAccess();
+    // The samples of a track that moov itself describes.
+    static uint32_t movieSampleCount(const Metadata_Track& track);
+    bool inFragments(const Metadata_Track& track, uint64_t sample) const
+    {
+        return m_movie.isFragmented() && sample >= movieSampleCount(track);
+    }
+    // A fragment's sample as an index entry checked against the file's end,
+    // with the error text of a failed lookup.
+    CvResult fragmentIndexEntry(const Metadata_Track& track, uint64_t sample, IndexEntry& entry);
 
     Metadata_Track* track(int stream) const { return m_movie.track(stream); }
     bool trackIs(int stream, int type) const;
@@ -137,6 +166,14 @@ private:
     uint32_t m_essenceSampleCount = 0;
     CByteBuffer m_readBuffer;
     std::unique_ptr<Vex::CFileReaderUnbuffered> m_externalFile;
+    // Parsed fragments by file offset, and for each track id the fragments
+    // by the sample each starts with.
+    std::map<uint64_t, std::unique_ptr<Metadata_moof>> m_moofs;
+    std::map<uint32_t, std::map<uint32_t, uint64_t>> m_trackFragments;
+    std::unique_ptr<Metadata_mfra> m_mfra;
+    bool m_mfraRead = false;
+    // The last fragment found damaged, for the error text.
+    uint64_t m_damagedMoof = UINT64_MAX;
 };
 
 } // namespace Corvidane::QuickTime

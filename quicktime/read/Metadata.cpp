@@ -8,6 +8,8 @@ void Metadata::reset()
     movieHeader.reset();
     m_mp4 = false;
     m_fragmented = false;
+    movieExtendsHeader.reset();
+    trackExtends.clear();
 }
 
 } // namespace Corvidane::QuickTime

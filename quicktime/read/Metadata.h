@@ -6,6 +6,7 @@
 #include "frame/ByteBuffer.h"
 #include "host/Json.h"
 #include "host/LightweightString.h"
+#include "quicktime/atoms/FragmentAtoms.h"
 #include "quicktime/read/MetadataTrack.h"
 
 namespace Corvidane::QuickTime {
@@ -20,6 +21,7 @@ public:
     void setMp4(bool mp4) { m_mp4 = mp4; }
     bool isMp4() const { return m_mp4; }
     bool isFragmented() const { return m_fragmented; }
+    void setFragmented() { m_fragmented = true; }
 
     Metadata_Track* track(int index) const
     {
@@ -34,6 +36,9 @@ public:
     // Values of the keyed metadata, and those of them that have no JSON form.
     JSON::Builder json{2};
     std::map<LightweightString<char>, CByteBuffer> binaryItems;
+    // From mvex: the fragmented movie's duration, and each track's sample defaults.
+    std::unique_ptr<MovieExtendsHeader> movieExtendsHeader;
+    std::vector<TrackExtends> trackExtends;
 
 private:
     bool m_mp4 = false;

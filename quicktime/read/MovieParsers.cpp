@@ -6,6 +6,7 @@
 #include "frame/FourCC.h"
 #include "frame/Text.h"
 #include "frame/Utf8.h"
+#include "quicktime/read/Fragments.h"
 
 namespace Corvidane::QuickTime {
 
@@ -18,6 +19,9 @@ CvResult AtomParser_moov::OnAtom(const uint32_t* type, const unsigned char* data
         }
     } else if (*type == fourCC("trak")) {
         return AtomParser_trak(m_movie).Parse(data, length, filename, fileOffset);
+    } else if (*type == fourCC("mvex")) {
+        m_movie.setFragmented();
+        return AtomParser_mvex(m_movie.movieExtendsHeader, m_movie.trackExtends).Parse(data, length, filename, fileOffset);
     } else if (*type == fourCC("udta")) {
         collectUserData(data, length);
     } else if (*type == fourCC("meta")) {

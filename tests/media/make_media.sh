@@ -48,6 +48,26 @@ mpeg2_pcm16_growing.mxf)
 h264_aac.mp4)
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
         -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags +faststart -f mp4 "$tmp" ;;
+frag_empty_moov.mp4)
+    # Fragments of one GOP each after an empty moov; base offsets written in every tfhd.
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov -f mp4 "$tmp" ;;
+frag_base_moof.mp4)
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov+default_base_moof \
+        -f mp4 "$tmp" ;;
+frag_no_mfra.mp4)
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov+skip_trailer \
+        -f mp4 "$tmp" ;;
+frag_moov_samples.mp4)
+    # The first fragment's samples are described in moov itself.
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe -f mp4 "$tmp" ;;
+frag_negative_cts.mp4)
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov+negative_cts_offsets \
+        -f mp4 "$tmp" ;;
 h264_dropframe.mov)
     ff $(video 320x240 30000/1001 3) $(tone 48000 3) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 15 \
         -pix_fmt yuv420p -c:a pcm_s16le -timecode 01:00:00\;00 $exact -f mov "$tmp" ;;

@@ -5,6 +5,7 @@
 
 #include "quicktime/MediaName.h"
 #include "quicktime/JsonValue.h"
+#include "quicktime/ProbeJson.h"
 #include "support/TestMedia.h"
 
 // cvtool reads a movie through the plug-in as the host does; ffprobe reads
@@ -13,38 +14,6 @@
 // count and timecode.
 namespace {
 
-JsonValue cvtoolProbe(const std::string& path)
-{
-    int status = 0;
-    std::string out = runCommand(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(path), &status);
-    EXPECT_EQ(status, 0) << out;
-    return JsonValue::parse(out);
-}
-
-JsonValue ffprobe(const std::string& path)
-{
-    std::string out = runCommand("ffprobe -v error -show_format -show_streams -show_packets -show_data_hash MD5 "
-                                 "-of json " + shellQuote(path));
-    return JsonValue::parse(out);
-}
-
-std::vector<const JsonValue*> packetsOf(const JsonValue& probe, long long stream)
-{
-    std::vector<const JsonValue*> packets;
-    for (const JsonValue& packet : probe["packets"].items)
-        if (packet["stream_index"].integer() == stream)
-            packets.push_back(&packet);
-    return packets;
-}
-
-long long totalBytes(const std::vector<const JsonValue*>& packets)
-{
-    long long total = 0;
-    for (const JsonValue* packet : packets)
-        total += (*packet)["size"].integer();
-    return total;
-}
-
 void compareVideo(const JsonValue& theirs, const JsonValue& ours, const JsonValue& theirProbe,
                   const JsonValue& ourProbe)
 {
@@ -52,17 +21,7 @@ void compareVideo(const JsonValue& theirs, const JsonValue& ours, const JsonValu
     EXPECT_EQ(ours["height"].integer(), theirs["height"].integer());
     EXPECT_EQ(ours["r_frame_rate"].text, theirs["r_frame_rate"].text);
     EXPECT_EQ(ours["nb_frames"].integer(), theirs["nb_frames"].integer());
-    auto their = packetsOf(theirProbe, theirs["index"].integer());
-    auto our = packetsOf(ourProbe, theirs["index"].integer());
-    ASSERT_EQ(our.size(), their.size());
-    for (size_t i = 0; i < our.size(); ++i) {
-        const JsonValue& a = *their[i];
-        const JsonValue& b = *our[i];
-        EXPECT_EQ(b["pos"].integer(), a["pos"].integer()) << "sample " << i;
-        EXPECT_EQ(b["size"].integer(), a["size"].integer()) << "sample " << i;
-        EXPECT_EQ(b["data_hash"].text, a["data_hash"].text) << "sample " << i;
-        EXPECT_EQ(b["flags"].text.substr(0, 1), a["flags"].text.substr(0, 1)) << "key flag of sample " << i;
-    }
+    compareVideoPackets(theirProbe, ourProbe, theirs["index"].integer());
 }
 
 void compareAudio(const JsonValue& theirs, const JsonValue& ours, const JsonValue& theirProbe,

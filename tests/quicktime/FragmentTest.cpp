@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "frame/FourCC.h"
+#include "quicktime/MediaName.h"
+#include "quicktime/ProbeJson.h"
+#include "quicktime/QtReaderFixture.h"
+#include "quicktime/atoms/Wire.h"
+
+using Corvidane::IndexEntry;
+using Corvidane::QuickTime::readBE32;
+
+// Fragmented MP4 as ffmpeg writes it: moof/mdat pairs after a moov with few
+// or no samples, with and without mfra. The reader finds fragments as reads
+// reach them.
+namespace {
+
+class FragmentProbeAgreement : public ::testing::TestWithParam<const char*> {};
+
+// Every video sample agrees with ffprobe in place, size, bytes and key flag,
+// and the audio in its total bytes. The frame counts differ on purpose: a
+// fragmented track's length is nominal (a day of video) and the reads find
+// its end, where ffprobe walks every fragment at open.
+TEST_P(FragmentProbeAgreement, PacketsMatchFfprobe)
+{
+    std::string path = testMedia(GetParam());
+    JsonValue ours = cvtoolProbe(path);
+    JsonValue theirs = ffprobe(path);
+    const auto& streams = theirs["streams"].items;
+    ASSERT_EQ(ours["streams"].items.size(), streams.size());
+    for (const JsonValue& stream : streams) {
+        long long index = stream["index"].integer();
+        SCOPED_TRACE("stream " + std::to_string(index));
+        if (stream["codec_type"].text == "video") {
+            compareVideoPackets(theirs, ours, index);
+            EXPECT_EQ(ours["streams"].items[size_t(index)]["nb_frames"].integer(), 2160000);
+        } else {
+            EXPECT_EQ(totalBytes(packetsOf(ours, index)), totalBytes(packetsOf(theirs, index)));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(FfmpegFragments, FragmentProbeAgreement,
+                         ::testing::Values("frag_empty_moov.mp4", "frag_base_moof.mp4", "frag_no_mfra.mp4",
+                                           "frag_moov_samples.mp4", "frag_negative_cts.mp4"),
+                         mediaTestName);
+
+// File offsets of every atom of a code, looking inside the containers of
+// fragmented movies.
+std::vector<size_t> atomsOf(const std::string& bytes, const char* code, size_t from = 0, size_t to = std::string::npos)
+{
+    static const char* containers[] = {"moov", "mvex", "moof", "traf", "mfra"};
+    std::vector<size_t> found;
+    to = std::min(to, bytes.size());
+    for (size_t at = from; at + 8 <= to;) {
+        auto p = reinterpret_cast<const unsigned char*>(bytes.data() + at);
+        size_t length = readBE32(p);
+        if (length < 8 || length > to - at)
+            break;
+        std::string type = bytes.substr(at + 4, 4);
+        if (type == code)
+            found.push_back(at);
+        for (const char* container : containers)
+            if (type == container) {
+                auto inner = atomsOf(bytes, code, at + 8, at + length);
+                found.insert(found.end(), inner.begin(), inner.end());
+            }
+        at += length;
+    }
+    return found;
+}
+
+void putBE32(std::string& bytes, size_t at, uint32_t value)
+{
+    for (int i = 3; i >= 0; --i, value >>= 8)
+        bytes[at + size_t(i)] = char(value & 0xFF);
+}
+
+// Entries of the reference file's video packets, from ffprobe.
+struct Reference {
+    std::vector<long long> pos, size;
+};
+
+Reference videoReference(const std::string& path)
+{
+    Reference ref;
+    for (const JsonValue* packet : packetsOf(ffprobe(path), 0)) {
+        ref.pos.push_back((*packet)["pos"].integer());
+        ref.size.push_back((*packet)["size"].integer());
+    }
+    return ref;
+}
+
+class Fragments : public QtReaderFixture {
+protected:
+    Opened openBytes(const std::string& bytes)
+    {
+        Opened opened = open(bytes, "fragments.mp4");
+        EXPECT_TRUE(opened.ok());
+        if (opened.ok()) {
+            EXPECT_TRUE(isSuccess(opened.reader->essenceOpen(0)));
+        }
+        return opened;
+    }
+};
+
+// With mfra the last sample is found by a jump, without it by a walk; both
+// agree with ffprobe, and a sample past the last one ends the file.
+TEST_F(Fragments, JumpAndWalkFindTheSameSamples)
+{
+    for (const char* name : {"frag_empty_moov.mp4", "frag_no_mfra.mp4", "frag_moov_samples.mp4"}) {
+        SCOPED_TRACE(name);
+        std::string path = testMedia(name);
+        Reference ref = videoReference(path);
+        ASSERT_EQ(ref.pos.size(), 100u);
+        Opened movie = openBytes(readFile(path));
+        ASSERT_TRUE(movie.ok());
+        EXPECT_TRUE(movie.reader->isFragmented());
+        for (unsigned sample : {99u, 50u, 0u, 98u, 13u}) {
+            IndexEntry entry;
+            ASSERT_EQ(movie.reader->getIndexEntry(sample, entry), OK) << sample;
+            uint64_t offset = entry.offset;
+            uint64_t size = entry.size;
+            EXPECT_EQ(offset, uint64_t(ref.pos[sample])) << sample;
+            EXPECT_EQ(size, uint64_t(ref.size[sample])) << sample;
+        }
+        IndexEntry past;
+        EXPECT_EQ(movie.reader->getIndexEntry(100, past), HandleEOF);
+    }
+}
+
+TEST_F(Fragments, UnfragmentedMovieIsNotFragmented)
+{
+    Opened movie = openPath(testMedia("h264_aac.mp4"));
+    ASSERT_TRUE(movie.ok());
+    EXPECT_FALSE(movie.reader->isFragmented());
+    IndexEntry entry;
+    EXPECT_EQ(movie.reader->findTrackFragmentIndexEntry(1, 0, entry), Fail);
+}
+
+// Damage inside fragments gives failures with texts, and damage to the
+// random access tables only costs the jump: the walk still finds the samples.
+TEST_F(Fragments, DamagedFragmentsFailClearly)
+{
+    std::string good = readFile(testMedia("frag_empty_moov.mp4"));
+    Reference ref = videoReference(testMedia("frag_empty_moov.mp4"));
+    auto truns = atomsOf(good, "trun");
+    auto tfhds = atomsOf(good, "tfhd");
+    ASSERT_FALSE(truns.empty());
+    ASSERT_FALSE(tfhds.empty());
+    IndexEntry entry;
+    unsigned char buffer[64];
+    unsigned offset = 0, size = 0;
+    {
+        SCOPED_TRACE("a trun whose first sample runs past the file");
+        std::string bytes = good;
+        // Video trun: flags 0xa05, so count, data offset, first flags, then size.
+        putBE32(bytes, truns[0] + 24, 0x7FFFFFF0);
+        Opened movie = openBytes(bytes);
+        EXPECT_EQ(movie.reader->getIndexEntry(0, entry), BadLength);
+        EXPECT_NE(movie.error().find(L"past the end of the file"), std::wstring::npos);
+        EXPECT_EQ(movie.reader->essenceRead(0ul, 1, buffer, sizeof buffer, offset, size), BadLength);
+    }
+    {
+        SCOPED_TRACE("a traf without tfhd");
+        std::string bytes = good;
+        bytes.replace(tfhds[0] + 4, 4, "free");
+        Opened movie = openBytes(bytes);
+        EXPECT_EQ(movie.reader->getIndexEntry(0, entry), HandleEOF);
+        EXPECT_NE(movie.error().find(L"damaged movie fragment"), std::wstring::npos);
+    }
+    auto checkSamples = [&](const std::string& bytes) {
+        Opened movie = openBytes(bytes);
+        for (unsigned sample : {99u, 40u, 0u}) {
+            ASSERT_EQ(movie.reader->getIndexEntry(sample, entry), OK) << sample;
+            uint64_t at = entry.offset;
+            EXPECT_EQ(at, uint64_t(ref.pos[sample])) << sample;
+        }
+    };
+    auto tfras = atomsOf(good, "tfra");
+    ASSERT_EQ(tfras.size(), 2u);
+    {
+        SCOPED_TRACE("tfra entries pointing nowhere");
+        std::string bytes = good;
+        // Version 1: 24 bytes of head, then time and moof offset of 8 bytes each.
+        uint32_t count = readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + tfras[0] + 20));
+        for (uint32_t i = 0; i < count; ++i)
+            putBE32(bytes, tfras[0] + 24 + i * 19 + 12, 0x7FFFFFF0 - i * 1000);
+        checkSamples(bytes);
+    }
+    {
+        SCOPED_TRACE("tfra entries pointing into an mdat");
+        std::string bytes = good;
+        auto mdats = atomsOf(bytes, "mdat");
+        uint32_t count = readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + tfras[0] + 20));
+        for (uint32_t i = 0; i < count; ++i)
+            putBE32(bytes, tfras[0] + 24 + i * 19 + 12, uint32_t(mdats[i % mdats.size()] + 100));
+        checkSamples(bytes);
+    }
+    auto mfros = atomsOf(good, "mfro");
+    ASSERT_EQ(mfros.size(), 1u);
+    for (uint32_t wrong : {0u, 20u, 0x7FFFFFFFu, 1000u}) {
+        SCOPED_TRACE("mfro giving mfra a length of " + std::to_string(wrong));
+        std::string bytes = good;
+        putBE32(bytes, mfros[0] + 12, wrong);
+        checkSamples(bytes);
+    }
+}
+
+} // namespace
