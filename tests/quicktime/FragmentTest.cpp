@@ -86,7 +86,8 @@ struct Reference {
 Reference videoReference(const std::string& path)
 {
     Reference ref;
-    for (const JsonValue* packet : packetsOf(ffprobe(path), 0)) {
+    JsonValue probe = ffprobe(path);
+    for (const JsonValue* packet : packetsOf(probe, 0)) {
         ref.pos.push_back((*packet)["pos"].integer());
         ref.size.push_back((*packet)["size"].integer());
     }
