@@ -671,7 +671,10 @@ CvResult FileReader::get_MetadataJSON(std::string& json, std::map<LightweightStr
 int FileReader::getGopLength(int stream)
 {
     Metadata_Track* t = track(stream);
-    return t ? t->getGopLength() : 0;
+    if (!t)
+        return 0;
+    int length = t->getGopLength();
+    return length == 1 && m_movie.isFragmented() ? fragmentGopLength(*t) : length;
 }
 
 bool FileReader::getIsOpenGop(int stream)
@@ -969,7 +972,7 @@ CvResult FileReader::gatherGop(unsigned frame, unsigned count, size_t limit, std
 {
     if (!m_current)
         return reportNoTrack(L"getGopAndPresentationOrder");
-    unsigned length = m_current->getLength();
+    unsigned length = get_Length(static_cast<int>(m_currentStream));
     if (frame > length)
         return HandleEOF;
     count = std::min(count, length - frame);
@@ -1010,7 +1013,7 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, GOPInfo& info, s
         return reportNoTrack(L"getGopAndPresentationOrder");
     unsigned count = static_cast<unsigned>(info.count);
     if (!useCount) {
-        count = static_cast<unsigned>(std::max(m_current->getGopLength(), 0));
+        count = static_cast<unsigned>(std::max(getGopLength(static_cast<int>(m_currentStream)), 0));
         if (m_current->openGops())
             count *= 2;
     }
@@ -1031,7 +1034,10 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned frame, GOPInfo& info, s
 
 bool FileReader::findKeyframe(unsigned frame, bool forward, unsigned& keyframe)
 {
-    return m_current && m_current->findKeyframe(frame, forward, keyframe);
+    if (!m_current)
+        return false;
+    return m_movie.isFragmented() ? findFragmentKeyframe(*m_current, frame, forward, keyframe)
+                                  : m_current->findKeyframe(frame, forward, keyframe);
 }
 
 bool FileReader::findUserData(unsigned fourcc, std::wstring& value)

@@ -132,6 +132,12 @@ private:
     // sample Metadata_traf::unset stops at the track's first fragment.
     CvResult cacheMoofsTillSampleAcquired(uint32_t trackId, uint32_t sample, Metadata_moof* from, IndexEntry& entry);
     Metadata_moof* firstMoof(uint32_t trackId);
+    // The fragment holding a track's sample, found as findTrackFragmentIndexEntry finds it.
+    Metadata_moof* fragmentHolding(uint32_t trackId, uint32_t sample);
+    // Key-frame and GOP-length searches that go on into the fragments. Frames
+    // are numbered as findKeyframe numbers them, from the track's start sample.
+    bool findFragmentKeyframe(Metadata_Track& track, unsigned frame, bool forward, unsigned& keyframe);
+    int fragmentGopLength(Metadata_Track& track);
     // Reads mfra once, through the mfro at the file's end.
     const Metadata_mfra* randomAccess();
     // The samples of a track that moov itself describes.

@@ -6,6 +6,23 @@
 // The fragment side of the reader: moof atoms found on demand and kept.
 namespace Corvidane::QuickTime {
 
+namespace {
+
+// A fragment's sync samples of a track, sorted, with its first sample and
+// sample count; false when the fragment has no numbered samples of the track.
+bool fragmentSyncSamples(Metadata_moof& moof, uint32_t trackId, std::vector<uint32_t>& sync, uint32_t& first,
+                         uint64_t& count)
+{
+    sync.clear();
+    if (moof.trackSampleStartAndCount(trackId, first, count) != OK || first == Metadata_traf::unset || count == 0)
+        return false;
+    moof.syncSamples(trackId, sync);
+    std::sort(sync.begin(), sync.end());
+    return true;
+}
+
+} // namespace
+
 uint32_t FileReader::movieSampleCount(const Metadata_Track& track)
 {
     return track.timeToSample ? track.timeToSample->totalSamples() : 0;
@@ -206,6 +223,97 @@ CvResult FileReader::findTrackFragmentIndexEntry(uint32_t trackId, uint32_t samp
     if (checkIfRandomAccessible(trackId, sample, entry) == OK)
         return OK;
     return cacheMoofsTillSampleAcquired(trackId, sample, from, entry) == OK ? OK : HandleEOF;
+}
+
+Metadata_moof* FileReader::fragmentHolding(uint32_t trackId, uint32_t sample)
+{
+    IndexEntry entry;
+    Metadata_moof* moof = nullptr;
+    if (findTrackFragmentIndexEntry(trackId, sample, entry) != OK ||
+        checkIfIndexedAlready(trackId, sample, entry, moof) != OK)
+        return nullptr;
+    return moof;
+}
+
+bool FileReader::findFragmentKeyframe(Metadata_Track& track, unsigned frame, bool forward, unsigned& keyframe)
+{
+    const uint32_t id = track.trackHeader->TrackID;
+    const uint64_t start = track.startSample();
+    const uint64_t movieFrames = movieSampleCount(track) > start ? movieSampleCount(track) - start : 0;
+    std::vector<uint32_t> sync;
+    uint32_t first = 0;
+    uint64_t count = 0;
+    // The answer from a fragment's sync samples, back in frame numbers.
+    auto answer = [&](uint64_t sample) {
+        if (sample < start)
+            return false;
+        keyframe = static_cast<unsigned>(sample - start);
+        return true;
+    };
+    if (frame < movieFrames) {
+        // The samples of moov answer first; going forward past the last of
+        // their key frames, the first key frame of the fragments does.
+        if (track.findKeyframe(frame, forward, keyframe))
+            return true;
+        Metadata_moof* moof = forward ? firstMoof(id) : nullptr;
+        if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count))
+            return false;
+        return answer(sync.empty() ? first : sync.front());
+    }
+    // Each pass moves one fragment on (or back), so the search ends with the
+    // file's fragments, or in moov.
+    uint64_t sample = frame + start;
+    while (sample < Metadata_traf::unset) {
+        Metadata_moof* moof = fragmentHolding(id, static_cast<uint32_t>(sample));
+        if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count))
+            return false;
+        // A fragment that flags no sync samples holds key frames only.
+        if (sync.empty())
+            return answer(sample);
+        auto at = std::lower_bound(sync.begin(), sync.end(), sample);
+        if (forward) {
+            if (at != sync.end())
+                return answer(*at);
+            sample = first + count;
+            continue;
+        }
+        if (at != sync.end() && *at == sample)
+            return answer(sample);
+        if (at != sync.begin())
+            return answer(*std::prev(at));
+        if (first <= start + movieFrames)
+            return movieFrames > 0 && first == start + movieFrames &&
+                   track.findKeyframe(static_cast<unsigned>(movieFrames - 1), false, keyframe);
+        sample = first - 1;
+    }
+    return false;
+}
+
+int FileReader::fragmentGopLength(Metadata_Track& track)
+{
+    const uint32_t id = track.trackHeader->TrackID;
+    std::vector<uint32_t> sync;
+    uint32_t first = 0;
+    uint64_t count = 0;
+    Metadata_moof* moof = firstMoof(id);
+    if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count) || sync.empty())
+        return 1;
+    auto length = [](uint64_t span) { return static_cast<int>(std::clamp<uint64_t>(span, 1, INT32_MAX)); };
+    if (sync.size() >= 2)
+        return length(sync[1] - sync[0]);
+    const uint32_t only = sync[0];
+    // One key frame in the first fragment: the distance to the next
+    // fragment's first, or what moov and the fragment's size tell.
+    uint64_t next = uint64_t(first) + count;
+    std::vector<uint32_t> nextSync;
+    uint32_t nextFirst = 0;
+    uint64_t nextCount = 0;
+    Metadata_moof* following = next < Metadata_traf::unset ? fragmentHolding(id, static_cast<uint32_t>(next)) : nullptr;
+    if (following && fragmentSyncSamples(*following, id, nextSync, nextFirst, nextCount) && !nextSync.empty())
+        return length(nextSync.front() - only);
+    if (!following && track.getLength() > 0 && track.hasSyncSamples() && only > track.firstSyncSample())
+        return length(only - track.firstSyncSample());
+    return length(count);
 }
 
 CvResult FileReader::fragmentIndexEntry(const Metadata_Track& track, uint64_t sample, IndexEntry& entry)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,7 @@ void putBE32(std::string& bytes, size_t at, uint32_t value)
 // Entries of the reference file's video packets, from ffprobe.
 struct Reference {
     std::vector<long long> pos, size;
+    std::vector<unsigned> keys;
 };
 
 Reference videoReference(const std::string& path)
@@ -90,6 +92,8 @@ Reference videoReference(const std::string& path)
     for (const JsonValue* packet : packetsOf(probe, 0)) {
         ref.pos.push_back((*packet)["pos"].integer());
         ref.size.push_back((*packet)["size"].integer());
+        if ((*packet)["flags"].text.find('K') != std::string::npos)
+            ref.keys.push_back(unsigned(ref.pos.size() - 1));
     }
     return ref;
 }
@@ -129,6 +133,62 @@ TEST_F(Fragments, JumpAndWalkFindTheSameSamples)
         }
         IndexEntry past;
         EXPECT_EQ(movie.reader->getIndexEntry(100, past), HandleEOF);
+    }
+}
+
+// Key frames and GOPs are found across fragment boundaries in both
+// directions, from moov's samples into the fragments and back, whether the
+// fragments are reached by jumps or by walks.
+TEST_F(Fragments, KeyFramesAndGopsSpanFragments)
+{
+    for (const char* name : {"frag_empty_moov.mp4", "frag_no_mfra.mp4", "frag_moov_samples.mp4",
+                             "frag_negative_cts.mp4"}) {
+        SCOPED_TRACE(name);
+        std::string path = testMedia(name);
+        Reference ref = videoReference(path);
+        ASSERT_GE(ref.keys.size(), 3u);
+        const unsigned frames = unsigned(ref.pos.size());
+        // From the far end first, so that the searches start before the walk has seen the fragments.
+        Opened movie = openBytes(readFile(path));
+        ASSERT_TRUE(movie.ok());
+        EXPECT_EQ(movie.reader->getGopLength(0), int(ref.keys[1] - ref.keys[0]));
+        for (unsigned frame = frames; frame-- > 0;) {
+            auto after = std::lower_bound(ref.keys.begin(), ref.keys.end(), frame);
+            unsigned key = 9999;
+            if (after == ref.keys.end()) {
+                EXPECT_FALSE(movie.reader->findKeyframe(frame, true, key)) << frame;
+            } else {
+                EXPECT_TRUE(movie.reader->findKeyframe(frame, true, key)) << frame;
+                EXPECT_EQ(key, *after) << frame;
+            }
+            unsigned before = *std::prev(std::upper_bound(ref.keys.begin(), ref.keys.end(), frame));
+            EXPECT_TRUE(movie.reader->findKeyframe(frame, false, key)) << frame;
+            EXPECT_EQ(key, before) << frame;
+        }
+        unsigned key = 0;
+        EXPECT_FALSE(movie.reader->findKeyframe(frames + 5, true, key));
+
+        // A GOP in the middle: every frame shown in it is gathered, coded
+        // order is the file's, and one frame too many for the room fails.
+        Opened fresh = openBytes(readFile(path));
+        std::vector<unsigned> decode, presentation;
+        std::vector<unsigned short> types;
+        unsigned start = ref.keys[2], count = ref.keys[3 < ref.keys.size() ? 3 : 2] - start;
+        if (count == 0)
+            count = frames - start;
+        ASSERT_EQ(fresh.reader->getGopAndPresentationOrder(start, count, decode, presentation, types), OK);
+        ASSERT_GE(decode.size(), count);
+        for (size_t i = 0; i < decode.size(); ++i)
+            EXPECT_EQ(decode[i], start + i);
+        std::vector<unsigned> shown(presentation.begin(), presentation.begin() + count);
+        std::sort(shown.begin(), shown.end());
+        for (unsigned i = 0; i < count; ++i)
+            EXPECT_EQ(shown[i], start + i);
+        EXPECT_NE(types[0] & Corvidane::FrameKey, 0);
+        // The last GOP ends at the end of the file, not at the nominal length.
+        decode.clear(), presentation.clear(), types.clear();
+        ASSERT_EQ(fresh.reader->getGopAndPresentationOrder(ref.keys.back(), 1000, decode, presentation, types), OK);
+        EXPECT_EQ(decode.size(), frames - ref.keys.back());
     }
 }
 
