@@ -9,16 +9,6 @@ set -eu
 . bench/measure.sh
 
 ensure() { [ -f "$BENCH_DIR/$1" ] || sh tests/media/make_media.sh "$BENCH_DIR" "$1"; }
-best() {
-    label=$1; shift
-    BEST=
-    for run in 1 2 3 4 5; do
-        measure "$label" "$@" >/dev/null
-        BEST=$(awk -v a="$SECONDS_TAKEN" -v b="${BEST:-1e9}" 'BEGIN { print (a < b) ? a : b }')
-        PEAK=$PEAK_KB
-    done
-    printf '%-40s %8.2f s %10d KiB\n' "$label" "$BEST" "$PEAK"
-}
 
 ensure avi_opendml_1g.avi
 ensure avi_long_idx1.avi

@@ -8,8 +8,10 @@
 #include <memory>
 
 #include "frame/MediaFileReader.h"
+#include "tools/Md5.h"
 #include "tools/Probe.h"
 
+using Corvidane::IndexEntry;
 using Corvidane::MediaFileReader;
 
 namespace {
@@ -43,18 +45,38 @@ int firstStream(MediaFileReader& reader, bool video)
     return -1;
 }
 
+// Opens `path` through the plug-in; null after saying why.
+std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, const std::wstring& path)
+{
+    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? resource.openFile(path, 0, 0)
+                                                                                  : nullptr);
+    if (!file || !file->containerReader()) {
+        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", narrow(path).c_str());
+        return nullptr;
+    }
+    return file;
+}
+
+// One frame read into `buffer`, grown when the frame doesn't fit.
+CvResult readFrame(MediaFileReader& reader, unsigned frame, Buffer& buffer, unsigned& offset, unsigned& size)
+{
+    CvResult result = reader.essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
+    if (result == BufferTooSmall || result == InsufficientBuffer) {
+        buffer = Buffer(size + 65536);
+        result = reader.essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
+    }
+    return result;
+}
+
 } // namespace
 
 int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool alternate)
 {
     std::string name = narrow(path);
-    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? resource.openFile(path, 0, 0)
-                                                                                  : nullptr);
-    MediaFileReader* reader = file ? file->containerReader() : nullptr;
-    if (!reader) {
-        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", name.c_str());
+    std::unique_ptr<FileReadInstance> file = openReader(resource, path);
+    if (!file)
         return 1;
-    }
+    MediaFileReader* reader = file->containerReader();
     int video = firstStream(*reader, true);
     int audio = alternate ? firstStream(*reader, false) : -1;
     if (video < 0 || (alternate && audio < 0)) {
@@ -77,12 +99,7 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
                 return 1;
             }
         }
-        CvResult result = reader->essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
-        if (result == BufferTooSmall || result == InsufficientBuffer) {
-            buffer = Buffer(size + 65536);
-            result = reader->essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
-        }
-        if (!isSuccess(result)) {
+        if (!isSuccess(readFrame(*reader, frame, buffer, offset, size))) {
             std::fprintf(stderr, "cvtool: %s: frame %u: %s\n", name.c_str(), frame,
                          narrow(reader->getLastError()).c_str());
             return 1;
@@ -104,5 +121,33 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
     }
     std::printf("frames %u video_bytes %llu audio_samples %u audio_bytes %llu\n", frames,
                 static_cast<unsigned long long>(videoBytes), nextSample, static_cast<unsigned long long>(audioBytes));
+    return 0;
+}
+
+int readOneFrame(Hc::FileReaderResource& resource, const std::wstring& path, unsigned frame)
+{
+    std::string name = narrow(path);
+    std::unique_ptr<FileReadInstance> file = openReader(resource, path);
+    if (!file)
+        return 1;
+    MediaFileReader& reader = *file->containerReader();
+    int video = firstStream(reader, true);
+    if (video < 0) {
+        std::fprintf(stderr, "cvtool: %s: no video stream\n", name.c_str());
+        return 1;
+    }
+    Buffer buffer(std::max(reader.get_BufferSize(video), 1u << 20));
+    unsigned offset = 0, size = 0;
+    IndexEntry entry;
+    if (!isSuccess(reader.essenceOpen(static_cast<unsigned>(video))) || !isSuccess(reader.getIndexEntry(frame, entry)) ||
+        !isSuccess(readFrame(reader, frame, buffer, offset, size))) {
+        std::fprintf(stderr, "cvtool: %s: frame %u: %s\n", name.c_str(), frame, narrow(reader.getLastError()).c_str());
+        return 1;
+    }
+    Md5 md5;
+    md5.update(buffer.data() + offset, size);
+    unsigned long long position = entry.offset;
+    std::printf("frame %u pos %llu size %u key %d md5 %s\n", frame, position, size, isKeyFrame(entry) ? 1 : 0,
+                md5.hexDigest().c_str());
     return 0;
 }

@@ -24,11 +24,22 @@ const char* usage =
     "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n"
     "  read [--alternate] FILE                 read every video frame, one read each (with --alternate,\n"
     "                                          each frame's audio in between)\n"
+    "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5\n"
     "  capture [--pace FPS] [--handshake DIR [--step N]] [--times] SOURCE OUTPUT\n"
     "                                          copy SOURCE into OUTPUT as a capture does, with sidecar indexes\n"
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
     "                                          read FILE through the plug-in while it is being captured\n"
     "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n";
+
+// A frame number written in decimal digits alone.
+bool parseCount(const std::string& text, unsigned& value)
+{
+    if (text.empty() || text.size() > 10 || text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    unsigned long long parsed = std::strtoull(text.c_str(), nullptr, 10);
+    value = static_cast<unsigned>(parsed);
+    return parsed <= UINT32_MAX;
+}
 
 // Shows the usage when a command refused its arguments.
 int withUsage(int exitCode)
@@ -134,13 +145,19 @@ int main(int argc, char** argv)
         return listPlugins(host);
     if (command == "probe")
         return probe(host, args);
-    if (command == "read" && !args.empty() && args.size() <= 2 && (args.size() == 1 || args[0] == "--alternate")) {
+    if (command == "read") {
         Hc::FileReaderResource* reader = host.fileReader();
         if (!reader) {
             std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
             return 1;
         }
-        return readFrames(*reader, Corvidane::fromUtf8(args.back()), args.size() == 2);
+        unsigned frame = 0;
+        if (args.size() == 3 && args[0] == "--frame" && parseCount(args[1], frame))
+            return readOneFrame(*reader, Corvidane::fromUtf8(args[2]), frame);
+        if (!args.empty() && args.size() <= 2 && (args.size() == 1 || args[0] == "--alternate"))
+            return readFrames(*reader, Corvidane::fromUtf8(args.back()), args.size() == 2);
+        std::fputs(usage, stderr);
+        return 2;
     }
     if (command == "capture")
         return withUsage(captureFile(args));
