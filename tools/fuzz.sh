@@ -3,7 +3,8 @@
 #   tools/fuzz.sh smoke              each target for a fixed number of runs over its seeds (CI)
 #   tools/fuzz.sh campaign SECONDS   each target for SECONDS, growing its corpus in build-fuzz/corpus
 # Seeds are the test media made by the suite (build/media) and the regression
-# inputs in fuzz/regressions/EXT/; run the suite first.
+# inputs in fuzz/regressions/EXT/; run the suite first. Each target has a
+# dictionary of its format's codes in fuzz/EXT.dict.
 set -eu
 cd "$(dirname "$0")/.."
 mode=${1:-smoke}
@@ -22,7 +23,7 @@ for target in build-fuzz/fuzz/fuzz_*; do
         find build/media fuzz/regressions/"$extension" -maxdepth 1 -type f -iname "*.$pattern" \
             -exec cp {} "$seeds"/ \; 2>/dev/null || true
     done
-    options="-timeout=1 -rss_limit_mb=2048 -max_len=4194304 -print_final_stats=1"
+    options="-timeout=1 -rss_limit_mb=2048 -max_len=4194304 -print_final_stats=1 -dict=fuzz/$extension.dict"
     echo "== $target"
     case "$mode" in
     smoke)
