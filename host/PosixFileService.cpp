@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <fstream>
@@ -56,8 +57,8 @@ public:
             done += static_cast<size_t>(n);
         }
         m_position += done;
-        if (m_position > m_size)
-            m_size = m_position;
+        if (m_position > m_size.load(std::memory_order_relaxed))
+            m_size.store(m_position, std::memory_order_relaxed);
         return done == size;
     }
 
@@ -69,19 +70,20 @@ public:
         }
         return PositionedFile::setPosition(position);
     }
-    uint64_t getSize() const override { return m_size; }
+    uint64_t getSize() const override { return m_size.load(std::memory_order_relaxed); }
 
     void recalculateSize() override
     {
         struct stat st;
         if (::fstat(m_fd, &st) == 0)
-            m_size = static_cast<uint64_t>(st.st_size);
+            m_size.store(static_cast<uint64_t>(st.st_size), std::memory_order_relaxed);
     }
     bool hasRecalculateSize() const override { return true; }
 
 private:
     int m_fd;
-    uint64_t m_size;
+    // Refreshed by one thread while others read a growing file.
+    std::atomic<uint64_t> m_size;
 };
 
 class PosixDrive : public iDiskDrive {
