@@ -1,0 +1,47 @@
+#include "mxf/model/RipPack.h"
+
+#include "frame/BigEndian.h"
+
+namespace Corvidane::MXF {
+
+bool CRipPack::IsMyKey(const MXFUL& ul)
+{
+    static const MXFUL rip = labelFromText("06.0E.2B.34.02.05.01.01.0D.01.02.01.01.11.01.00");
+    return ul == rip;
+}
+
+void CRipPack::initVariables()
+{
+    entries.clear();
+    count = 0;
+    totalLength = 0;
+}
+
+void CRipPack::Reset()
+{
+    CKlvItem::Reset();
+    initVariables();
+}
+
+bool CRipPack::SetKLV(unsigned char** pp)
+{
+    initVariables();
+    if (!CKlvItem::SetKLV(pp) || !IsMyKey(key) || !value || length < 4)
+        return false;
+    const uint64_t records = (length - 4) / 12;
+    count = records > INT32_MAX ? INT32_MAX : static_cast<int32_t>(records);
+    entries.reserve(static_cast<size_t>(count));
+    for (uint64_t i = 0; i < records; ++i) {
+        const uint64_t at = i * 12;
+        if (at + 12 > length)
+            return false;
+        Entry entry;
+        entry.bodySID = readBE32(value + at);
+        entry.byteOffset = readBE64(value + at + 4);
+        entries.push_back(entry);
+    }
+    totalLength = readBE32(value + records * 12);
+    return true;
+}
+
+} // namespace Corvidane::MXF
