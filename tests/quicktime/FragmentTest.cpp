@@ -192,6 +192,44 @@ TEST_F(Fragments, KeyFramesAndGopsSpanFragments)
     }
 }
 
+// A movie with mvex and no fragments yet (a live file's first bytes) has the
+// nominal length and ends at the first read; a tfhd that names neither a base
+// offset nor default-base-is-moof counts data offsets from the file's start.
+TEST_F(Fragments, BaseOffsetsAndAMovieWithoutFragments)
+{
+    std::string good = readFile(testMedia("frag_base_moof.mp4"));
+    Reference ref = videoReference(testMedia("frag_base_moof.mp4"));
+    auto moofs = atomsOf(good, "moof");
+    ASSERT_FALSE(moofs.empty());
+    {
+        Opened movie = openBytes(good.substr(0, moofs[0]));
+        ASSERT_TRUE(movie.ok());
+        EXPECT_TRUE(movie.reader->isFragmented());
+        EXPECT_EQ(movie.reader->get_Length(0), 2160000u);
+        IndexEntry entry;
+        EXPECT_EQ(movie.reader->getIndexEntry(0, entry), HandleEOF);
+        unsigned key = 0;
+        EXPECT_FALSE(movie.reader->findKeyframe(0, true, key));
+    }
+    {
+        Opened movie = openBytes(good);
+        IndexEntry entry;
+        ASSERT_EQ(movie.reader->getIndexEntry(0, entry), OK);
+        uint64_t offset = entry.offset;
+        EXPECT_EQ(offset, uint64_t(ref.pos[0]));
+    }
+    std::string bytes = good;
+    size_t tfhd = atomsOf(bytes, "tfhd", moofs[0])[0];
+    uint32_t flags = readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + tfhd + 8));
+    ASSERT_NE(flags & 0x020000, 0u);
+    putBE32(bytes, tfhd + 8, flags & ~0x020000u);
+    Opened movie = openBytes(bytes);
+    IndexEntry entry;
+    ASSERT_EQ(movie.reader->getIndexEntry(0, entry), OK);
+    uint64_t offset = entry.offset;
+    EXPECT_EQ(offset, uint64_t(ref.pos[0]) - moofs[0]);
+}
+
 TEST_F(Fragments, UnfragmentedMovieIsNotFragmented)
 {
     Opened movie = openPath(testMedia("h264_aac.mp4"));
