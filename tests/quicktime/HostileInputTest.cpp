@@ -118,6 +118,18 @@ TEST_F(QuickTimeHostileInput, EveryPrefixOfAnFfmpegMovieAroundItsMovieAtom)
     openEveryPrefix(whole, moov - 16, 1);
 }
 
+// Fragmented: prefixes that cut the file inside a moof, inside an mdat, and
+// inside the random access tables at its end (whose mfro then lies).
+TEST_F(QuickTimeHostileInput, EveryPrefixOfAFragmentedMovie)
+{
+    std::string whole = readFile(testMedia("frag_empty_moov.mp4"));
+    size_t firstMoof = whole.find("moof") - 4;
+    size_t mfra = whole.rfind("mfra") - 4;
+    openEveryPrefix(whole, 0, 1499);
+    openEveryPrefix(whole.substr(0, firstMoof + 400), firstMoof - 8, 1);
+    openEveryPrefix(whole, mfra - 4, 3);
+}
+
 TEST_F(QuickTimeHostileInput, TopLevelLengthsThatCannotBeWalked)
 {
     auto zero = open(be32(0) + "ftyp" + std::string(64, '\0') + moov(""));
