@@ -6,7 +6,7 @@
 
 // The RIFF AVI and OpenDML records as they lie on disk. Every number is
 // little-endian; the records are filled from bytes with the readers below so
-// that no packed struct is cast over file data.
+// that no packed struct is cast over file data, and written with the writers.
 namespace Corvidane::Avi {
 
 inline uint16_t readLE16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
@@ -18,6 +18,22 @@ inline uint32_t readLE32(const unsigned char* p)
 inline uint64_t readLE64(const unsigned char* p)
 {
     return static_cast<uint64_t>(readLE32(p)) | static_cast<uint64_t>(readLE32(p + 4)) << 32;
+}
+
+inline void writeLE16(unsigned char* p, uint16_t value)
+{
+    p[0] = static_cast<unsigned char>(value);
+    p[1] = static_cast<unsigned char>(value >> 8);
+}
+inline void writeLE32(unsigned char* p, uint32_t value)
+{
+    writeLE16(p, static_cast<uint16_t>(value));
+    writeLE16(p + 2, static_cast<uint16_t>(value >> 16));
+}
+inline void writeLE64(unsigned char* p, uint64_t value)
+{
+    writeLE32(p, static_cast<uint32_t>(value));
+    writeLE32(p + 4, static_cast<uint32_t>(value >> 32));
 }
 
 // The chunk head: fourcc and size.

@@ -29,4 +29,10 @@ GUID readGuid(const unsigned char* data)
     return guid;
 }
 
+bool namesMpeg2Video(const unsigned char* record, size_t size)
+{
+    return record && size >= mmesSubType + 16 && readGuid(record + mmesMajorType) == MEDIATYPE_Video &&
+           readGuid(record + mmesSubType) == MEDIASUBTYPE_MPEG2_VIDEO;
+}
+
 } // namespace Corvidane::Avi

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -32,5 +33,12 @@ GUID subtypeFromFourCC(uint32_t fourcc);
 
 // A GUID as stored little-endian in a media type record.
 GUID readGuid(const unsigned char* data);
+
+// The media type record that an MPEG-2 stream's strf carries behind its
+// bitmap header: major type at byte 4, subtype at byte 20.
+constexpr size_t mmesMajorType = 4;
+constexpr size_t mmesSubType = 20;
+// The record names MPEG-2 video by its major type and subtype.
+bool namesMpeg2Video(const unsigned char* record, size_t size);
 
 } // namespace Corvidane::Avi

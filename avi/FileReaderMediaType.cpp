@@ -15,27 +15,13 @@ constexpr size_t bitmapOffset = 48;
 // VIDEOINFO: the header with room for a palette and colour masks.
 constexpr size_t videoInfoSize = 1124;
 
-// The MPEG-2 media type record behind the bitmap header: major type,
-// subtype, format type and the 136-byte MPEG2VIDEOINFO from byte 76.
-constexpr size_t mmesMajorType = 4;
-constexpr size_t mmesSubType = 20;
+// The MPEG-2 media type record behind the bitmap header: its format type and
+// the 136-byte MPEG2VIDEOINFO from byte 76.
 constexpr size_t mmesFormatType = 48;
 constexpr size_t mmesFormat = 76;
 constexpr size_t mmesFormatSize = 136;
 constexpr size_t mpeg2AvgTimePerFrame = 40;
 constexpr size_t mpeg2Height = 80;
-
-void writeLE32(unsigned char* p, uint32_t value)
-{
-    for (int i = 0; i < 4; ++i)
-        p[i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
-void writeLE64(unsigned char* p, uint64_t value)
-{
-    writeLE32(p, static_cast<uint32_t>(value));
-    writeLE32(p + 4, static_cast<uint32_t>(value >> 32));
-}
 
 // 100-nanosecond units per frame.
 uint64_t averageTimePerFrame(const AviStreamHeader& header)
@@ -48,8 +34,7 @@ uint64_t averageTimePerFrame(const AviStreamHeader& header)
 void FileReader::STRF_MakeTypeMMES(const Stream& stream)
 {
     const std::vector<unsigned char>& record = stream.extraData;
-    if (record.size() < 80 || readGuid(record.data() + mmesMajorType) != MEDIATYPE_Video ||
-        readGuid(record.data() + mmesSubType) != MEDIASUBTYPE_MPEG2_VIDEO ||
+    if (record.size() < 80 || !namesMpeg2Video(record.data(), record.size()) ||
         readGuid(record.data() + mmesFormatType) != FORMAT_MPEG2_VIDEO) {
         makeTypeOther(stream);
         return;

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "avi/AviFormat.h"
+#include "avi/FileReader.h"
+#include "avi/FileWriter.h"
+#include "avi/AviTestSupport.h"
+#include "frame/FourCC.h"
+#include "frame/Utf8.h"
+#include "support/DriverFixture.h"
+#include "support/FaultyFiles.h"
+#include "support/TempDir.h"
+#include "support/TestMedia.h"
+
+using namespace Corvidane;
+using Corvidane::Avi::readLE32;
+
+namespace {
+
+// The tracks the front end hands the writer: timecode first, then video and
+// (optionally) 16-bit stereo PCM at 48 kHz.
+std::vector<TrackStructuralData> tracksFor(uint32_t fourcc, uint32_t width, uint32_t height, bool withAudio,
+                                           uint32_t startFrame = 0)
+{
+    std::vector<TrackStructuralData> tracks(withAudio ? 3 : 2);
+    for (TrackStructuralData& t : tracks)
+        t = TrackStructuralData{};
+    tracks[0].streamType = StreamTimecode;
+    tracks[0].timecode = TimecodeStructuralData{25, 1, startFrame, 0};
+    tracks[1].streamType = StreamVideo;
+    tracks[1].video = VideoStructuralData{};
+    tracks[1].video.width = width;
+    tracks[1].video.height = height;
+    tracks[1].video.fourcc = fourcc;
+    tracks[1].video.bitsPerPixel = 24;
+    tracks[1].video.rateNumerator = 25;
+    tracks[1].video.rateDenominator = 1;
+    tracks[1].video.frameLayout = 4;
+    if (withAudio) {
+        tracks[2].streamType = StreamAudio;
+        tracks[2].audio = AudioStructuralData{1, 2, 48000, 16, 4, 192000, 1, 1};
+    }
+    return tracks;
+}
+
+// The packets of a file with their bytes, read back through ffprobe's places.
+struct Packets {
+    std::vector<std::string> video;
+    std::string audio;
+};
+
+Packets packetsOf(const std::string& path)
+{
+    std::string bytes = readFile(path);
+    Packets out;
+    for (const AviTest::Packet& p : AviTest::ffprobePackets(path)) {
+        // ffprobe places a packet at its data, behind the chunk's head.
+        std::string data = bytes.substr(p.pos, p.size);
+        (p.stream == 0 ? out.video.emplace_back() : out.audio) += data;
+    }
+    return out;
+}
+
+std::string framemd5(const std::string& path, const char* stream)
+{
+    return runCommand("ffmpeg -v error -i " + shellQuote(path) + " -map 0:" + stream +
+                      " -c copy -f framemd5 - | grep -v '^#' | cut -d, -f5- ");
+}
+
+class AviWriter : public DriverFixture {
+protected:
+    // Writes the packets frame by frame, each frame's share of the audio with it.
+    void write(const std::string& path, std::vector<TrackStructuralData>& tracks, const Packets& packets,
+               Avi::FileWriter& writer)
+    {
+        ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
+        const unsigned zero = 0;
+        size_t audioAt = 0;
+        for (size_t i = 0; i < packets.video.size(); ++i) {
+            std::vector<TrackData> rows(tracks.size());
+            rows[0] = TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0};
+            rows[1] = TrackData{reinterpret_cast<const unsigned char*>(packets.video[i].data()),
+                                uint32_t(packets.video[i].size()), uint32_t(i), HalcIFrame};
+            if (tracks.size() > 2) {
+                size_t end = std::min(packets.audio.size(), (i + 1) * 1920 * 4);
+                if (i + 1 == packets.video.size())
+                    end = packets.audio.size();
+                rows[2] = TrackData{reinterpret_cast<const unsigned char*>(packets.audio.data() + audioAt),
+                                    uint32_t(end - audioAt), 0, 0};
+                audioAt = end;
+            }
+            ASSERT_EQ(writer.WriteSamples(rows.data(), unsigned(rows.size())), OK) << writer.getLastError();
+        }
+        ASSERT_EQ(writer.close(), OK) << writer.getLastError();
+    }
+    TempDir m_dir;
+};
+
+// MJPEG and PCM from ffmpeg, rewrapped: ffmpeg reads back every video
+// packet and all the audio with the same bytes, and so does our reader.
+TEST_F(AviWriter, RewrappedEssenceReadsBackByteForByte)
+{
+    std::string source = testMedia("avi_mjpeg_pcm16.avi");
+    Packets packets = packetsOf(source);
+    ASSERT_EQ(packets.video.size(), 50u);
+    auto tracks = tracksFor(fourCC("MJPG"), 320, 240, true, 90000);
+    std::string out = m_dir.file("rewrap.avi");
+    Avi::FileWriter writer;
+    write(out, tracks, packets, writer);
+
+    EXPECT_EQ(framemd5(out, "v"), framemd5(source, "v"));
+    EXPECT_EQ(runCommand("ffmpeg -v error -i " + shellQuote(out) + " -map 0:a -c copy -f md5 -"),
+              runCommand("ffmpeg -v error -i " + shellQuote(source) + " -map 0:a -c copy -f md5 -"));
+    // Decoded whole without a complaint (ffmpeg notes that a plain wave
+    // format names no channel layout, for its own files as well).
+    EXPECT_EQ(runCommand("ffmpeg -v warning -i " + shellQuote(out) + " -f null - 2>&1 | grep -v 'Guessed Channel'"),
+              "");
+    auto streams = AviTest::ffprobeStreams(out);
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0]["codec_name"], "mjpeg");
+    EXPECT_EQ(streams[0]["width"], "320");
+    EXPECT_EQ(streams[0]["r_frame_rate"], "25/1");
+    EXPECT_EQ(streams[1]["sample_rate"], "48000");
+    EXPECT_EQ(streams[1]["channels"], "2");
+
+    // Every chunk starts on a sector boundary, and the header says what the file holds.
+    std::string bytes = readFile(out);
+    for (const AviTest::Packet& p : AviTest::ffprobePackets(out))
+        EXPECT_EQ((p.pos - 8) % 512, 0u);
+    EXPECT_EQ(bytes.size() % 512, 0u);
+    EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + 4), bytes.size() - 8);
+    EXPECT_NE(bytes.find("ISFT"), std::string::npos);
+    EXPECT_NE(bytes.find(std::string("01:00:00.00\0", 12)), std::string::npos) << "ISMP from the timecode track";
+    size_t avih = bytes.find("avih");
+    EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + avih + 8 + 12), 0x10130u);
+
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK) << reader.getLastError();
+    ASSERT_EQ(reader.get_Length(0), 50u);
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    std::vector<unsigned char> buffer(1 << 20);
+    for (unsigned frame : {0u, 17u, 49u}) {
+        unsigned offset = 0, size = 0;
+        ASSERT_EQ(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), packets.video[frame]);
+    }
+}
+
+// Thousands of small frames roll over into AVIX RIFFs as the standard
+// indexes fill; ffprobe and our reader find every frame in order.
+TEST_F(AviWriter, LongFilesRollOverIntoAvixRiffs)
+{
+    auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
+    Packets packets;
+    for (unsigned i = 0; i < 17000; ++i)
+        packets.video.push_back("frame " + std::to_string(i) + std::string(i % 7, 'x'));
+    std::string out = m_dir.file("long.avi");
+    Avi::FileWriter writer;
+    write(out, tracks, packets, writer);
+
+    std::string bytes = readFile(out);
+    size_t riffs = 0;
+    for (size_t at = 0; at + 12 <= bytes.size();) {
+        ASSERT_EQ(bytes.substr(at, 4), "RIFF") << at;
+        EXPECT_EQ(bytes.substr(at + 8, 4), riffs ? "AVIX" : "AVI ");
+        at += 8 + readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 4);
+        ++riffs;
+    }
+    EXPECT_EQ(riffs, 3u);
+    auto probed = AviTest::ffprobePackets(out);
+    ASSERT_EQ(probed.size(), packets.video.size());
+    for (size_t i : {size_t(0), size_t(8123), size_t(8124), size_t(16999)})
+        EXPECT_EQ(bytes.substr(probed[i].pos, probed[i].size), packets.video[i]) << i;
+
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK) << reader.getLastError();
+    ASSERT_EQ(reader.get_Length(0), 17000u);
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    std::vector<unsigned char> buffer(1 << 16);
+    for (unsigned frame : {0u, 8200u, 16999u}) {
+        unsigned offset = 0, size = 0;
+        ASSERT_EQ(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), packets.video[frame]);
+    }
+}
+
+TEST_F(AviWriter, RefusalsEmptyFilesAndOddSizes)
+{
+    Avi::FileWriter writer;
+    auto audioOnly = tracksFor(fourCC("MJPG"), 64, 48, true);
+    audioOnly.erase(audioOnly.begin() + 1);
+    std::string path = m_dir.file("refused.avi");
+    EXPECT_EQ(writer.create(fromUtf8(path), audioOnly.data(), unsigned(audioOnly.size())), InvalidArg);
+    EXPECT_NE(std::wstring(writer.getLastError()).find(L"Cannot create file with no video track."),
+              std::wstring::npos);
+
+    auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
+    ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK);
+    EXPECT_EQ(writer.WriteSamples(nullptr, 2), InvalidArg);
+    ASSERT_EQ(writer.close(), OK);
+    EXPECT_NE(access(path.c_str(), F_OK), 0) << "a file closed with no frames is removed";
+
+    // An odd-sized frame keeps its odd size with a pad byte behind it; one stream gives flags 0x10030.
+    Packets packets;
+    packets.video = {"abc", "defgh"};
+    write(path, tracks, packets, writer);
+    std::string bytes = readFile(path);
+    size_t chunk = bytes.find("00dc", bytes.find("movi") + 4 + 2 * 0x10000);
+    ASSERT_NE(chunk, std::string::npos);
+    EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + chunk + 4), 3u);
+    EXPECT_EQ(bytes.substr(chunk + 8, 4), std::string("abc\0", 4));
+    EXPECT_EQ(bytes.substr(chunk + 12, 4), "JUNK");
+    size_t avih = bytes.find("avih");
+    EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + avih + 8 + 12), 0x10030u);
+    EXPECT_EQ(AviTest::ffprobePackets(path).size(), 2u);
+}
+
+// A disk that fills up: the write says so, and what was written before
+// stays readable once the file is closed.
+TEST_F(AviWriter, FullDiskLeavesAReadableFile)
+{
+    auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
+    std::string path = m_dir.file("full.avi");
+    FaultyFiles faulty;
+    Avi::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK);
+    faulty.faults().diskSpace = 0x15000 * 2 + 4096 + 100 * 512;
+    std::string frame(700, 'f');
+    unsigned written = 0;
+    CvResult result = OK;
+    for (; written < 1000 && isSuccess(result); ++written) {
+        TrackData rows[2] = {{nullptr, 0, 0, 0}, {reinterpret_cast<const unsigned char*>(frame.data()), 700, 0, 4}};
+        result = writer.WriteSamples(rows, 2);
+    }
+    EXPECT_FALSE(isSuccess(result));
+    EXPECT_NE(std::wstring(writer.getLastError()).find(L"WriteNextFrame failed to write data."), std::wstring::npos);
+    writer.close();
+    faulty.faults().diskSpace = UINT64_MAX;
+    auto packets = AviTest::ffprobePackets(path);
+    EXPECT_EQ(packets.size(), written - 1);
+    EXPECT_GT(packets.size(), 10u);
+}
+
+} // namespace
