@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 #include "avi/AviFormat.h"
+#include "avi/AviMediaType.h"
 #include "avi/FileReader.h"
 #include "avi/FileWriter.h"
 #include "avi/AviTestSupport.h"
@@ -184,6 +187,88 @@ TEST_F(AviWriter, LongFilesRollOverIntoAvixRiffs)
         unsigned offset = 0, size = 0;
         ASSERT_EQ(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), packets.video[frame]);
+    }
+}
+
+// A GUID as media type records store it: the first three parts little-endian.
+void putGuid(std::string& block, size_t at, const GUID& guid)
+{
+    auto* p = reinterpret_cast<unsigned char*>(&block[at]);
+    Avi::writeLE32(p, guid.Data1);
+    Avi::writeLE16(p + 4, guid.Data2);
+    Avi::writeLE16(p + 6, guid.Data3);
+    std::copy(guid.Data4, guid.Data4 + 8, p + 8);
+}
+
+// MPEG-2 with B pictures and a media type record: the standard indexes are
+// of the I/B/P kind, carrying frame types and display order, which our reader
+// turns back into key frames, GOPs and presentation order.
+TEST_F(AviWriter, LongGopMpeg2GetsFrameTypedIndexes)
+{
+    std::string source = testMedia("avi_mpeg2_gop.avi");
+    Packets packets = packetsOf(source);
+    ASSERT_EQ(packets.video.size(), 50u);
+    // Picture types and display order by packet, from ffprobe's frames.
+    std::map<uint64_t, size_t> packetAt;
+    std::vector<AviTest::Packet> probed = AviTest::ofStream(AviTest::ffprobePackets(source), 0);
+    for (size_t i = 0; i < probed.size(); ++i)
+        packetAt[probed[i].pos] = i;
+    std::vector<uint32_t> types(probed.size()), shown(probed.size());
+    std::istringstream frames(runCommand("ffprobe -v error -select_streams v -show_entries frame=pkt_pos,pict_type "
+                                         "-of flat " + shellQuote(source) + " | grep -E '\\.(pkt_pos|pict_type)='"));
+    size_t display = 0;
+    uint64_t pos = 0;
+    for (std::string line; std::getline(frames, line);) {
+        std::string value = line.substr(line.find('"') + 1);
+        value.pop_back();
+        if (line.find("pkt_pos") != std::string::npos) {
+            pos = std::stoull(value);
+            continue;
+        }
+        size_t packet = packetAt.at(pos);
+        types[packet] = value == "I" ? HalcIFrame : value == "P" ? HalcPFrame : HalcBFrame;
+        shown[packet] = uint32_t(display++);
+    }
+    ASSERT_EQ(display, 50u);
+
+    std::string record(212, '\0');
+    putGuid(record, Avi::mmesMajorType, Avi::MEDIATYPE_Video);
+    putGuid(record, Avi::mmesSubType, Avi::MEDIASUBTYPE_MPEG2_VIDEO);
+    putGuid(record, 48, Avi::FORMAT_MPEG2_VIDEO);
+    auto tracks = tracksFor(fourCC("MMES"), 352, 288, false);
+    tracks[1].extendedData = reinterpret_cast<unsigned char*>(record.data());
+    tracks[1].extendedDataSize = uint16_t(record.size());
+
+    std::string out = m_dir.file("longgop.avi");
+    Avi::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
+    // Flushes along the way wait for the frames that a B picture's display needs.
+    writer.set_FlushFrequency(5);
+    const unsigned zero = 0;
+    for (size_t i = 0; i < packets.video.size(); ++i) {
+        TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                             {reinterpret_cast<const unsigned char*>(packets.video[i].data()),
+                              uint32_t(packets.video[i].size()), shown[i], types[i]}};
+        ASSERT_EQ(writer.WriteSamples(rows, 2), OK) << writer.getLastError();
+    }
+    ASSERT_EQ(writer.close(), OK) << writer.getLastError();
+
+    EXPECT_EQ(framemd5(out, "v"), framemd5(source, "v"));
+    std::string bytes = readFile(out);
+    size_t ix = bytes.find("ix00");
+    ASSERT_NE(ix, std::string::npos);
+    EXPECT_EQ(bytes[ix + 10], 16) << "an I/B/P standard index";
+
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK) << reader.getLastError();
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    EXPECT_EQ(reader.getGopLength(0), 12);
+    for (unsigned frame = 0; frame < 50; ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << frame;
+        EXPECT_EQ(isKeyFrame(entry), types[frame] == HalcIFrame) << frame;
+        uint32_t size = entry.size;
+        EXPECT_EQ(size, packets.video[frame].size()) << frame;
     }
 }
 
