@@ -173,7 +173,7 @@ void CStrl::CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& head
     const double rate = rateOf(video);
     uint32_t token = 0, standard = 0, refresh = 0, hTotal = 0, vTotal = 0;
     if (video.width == 720) {
-        if (ntscBand(rate) || rate == 30.0) {
+        if (ntscBand(rate)) {
             token = 4, standard = 2, refresh = 60, hTotal = 858, vTotal = 525;
         } else if (inBand(rate, 23.97, 23.99) || inBand(rate, 59.93, 59.95)) {
             return;
