@@ -6,10 +6,13 @@
 
 namespace Corvidane::MXF {
 
-CKlvLocalSet::CKlvLocalSet(const CKlvItem& item) : total(item.length), data(item.value)
+CvResult CKlvLocalSet::start(const CKlvItem& item)
 {
+    *this = CKlvLocalSet();
+    total = item.length;
+    data = item.value;
     getTagAndLenLen(item.key);
-    moveNext(true);
+    return moveNext(true);
 }
 
 bool CKlvLocalSet::getTagAndLenLen(const MXFUL& key)

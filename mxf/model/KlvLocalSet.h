@@ -15,7 +15,9 @@ class CKlvLocalSet {
 public:
     CKlvLocalSet() = default;
     // Points at the item's value and moves to its first item.
-    explicit CKlvLocalSet(const CKlvItem& item);
+    explicit CKlvLocalSet(const CKlvItem& item) { start(item); }
+    // The same, telling whether there is a first item (OK) or none (HandleEOF).
+    CvResult start(const CKlvItem& item);
 
     // The widths for a key's byte 5; false for a byte that names none.
     bool getTagAndLenLen(const MXFUL& key);
