@@ -91,8 +91,9 @@ void expectOurReaderFinds(const std::string& path, const Packets& packets, std::
 class AviWriter : public DriverFixture {
 protected:
     // Writes the packets frame by frame, each frame's share of the audio with it.
+    // `types` gives frame types by frame; I pictures where it has none.
     void write(const std::string& path, std::vector<TrackStructuralData>& tracks, const Packets& packets,
-               Avi::FileWriter& writer)
+               Avi::FileWriter& writer, const std::vector<uint32_t>& types = {})
     {
         ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
         const unsigned zero = 0;
@@ -101,7 +102,8 @@ protected:
             std::vector<TrackData> rows(tracks.size());
             rows[0] = TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0};
             rows[1] = TrackData{reinterpret_cast<const unsigned char*>(packets.video[i].data()),
-                                uint32_t(packets.video[i].size()), uint32_t(i), HalcIFrame};
+                                uint32_t(packets.video[i].size()), uint32_t(i),
+                                i < types.size() ? types[i] : HalcIFrame};
             if (tracks.size() > 2) {
                 size_t end = std::min(packets.audio.size(), (i + 1) * 1920 * 4);
                 if (i + 1 == packets.video.size())
@@ -159,30 +161,36 @@ TEST_F(AviWriter, RewrappedEssenceReadsBackByteForByte)
 }
 
 // Thousands of small frames roll over into AVIX RIFFs as the standard
-// indexes fill; ffprobe and our reader find every frame in order.
+// indexes fill, each new RIFF starting at a key frame; ffprobe and our reader
+// find every frame in order.
 TEST_F(AviWriter, LongFilesRollOverIntoAvixRiffs)
 {
     auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
     Packets packets;
     for (unsigned i = 0; i < 17000; ++i)
         packets.video.push_back("frame " + std::to_string(i) + std::string(i % 7, 'x'));
+    // P pictures where the first index fills up hold the roll-over back.
+    std::vector<uint32_t> types(17000, HalcIFrame);
+    std::fill(types.begin() + 8124, types.begin() + 8131, HalcPFrame);
     std::string out = m_dir.file("long.avi");
     Avi::FileWriter writer;
-    write(out, tracks, packets, writer);
+    write(out, tracks, packets, writer, types);
 
     std::string bytes = readFile(out);
-    size_t riffs = 0;
+    std::vector<size_t> riffs;
     for (size_t at = 0; at + 12 <= bytes.size();) {
         ASSERT_EQ(bytes.substr(at, 4), "RIFF") << at;
-        EXPECT_EQ(bytes.substr(at + 8, 4), riffs ? "AVIX" : "AVI ");
+        EXPECT_EQ(bytes.substr(at + 8, 4), riffs.empty() ? "AVI " : "AVIX");
+        riffs.push_back(at);
         at += 8 + readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 4);
-        ++riffs;
     }
-    EXPECT_EQ(riffs, 3u);
+    ASSERT_EQ(riffs.size(), 3u);
     auto probed = AviTest::ffprobePackets(out);
     ASSERT_EQ(probed.size(), packets.video.size());
     for (size_t i : {size_t(0), size_t(8123), size_t(8124), size_t(16999)})
         EXPECT_EQ(bytes.substr(probed[i].pos, probed[i].size), packets.video[i]) << i;
+    EXPECT_LT(probed[8130].pos, riffs[1]);
+    EXPECT_GT(probed[8131].pos, riffs[1]);
 
     expectOurReaderFinds(out, packets, {0, 8200, 16999});
 }
