@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/Utf8.h"
+#include "tools/AviWriteBench.h"
 #include "tools/Capture.h"
 #include "tools/Follow.h"
 #include "tools/IndexBench.h"
@@ -29,7 +30,8 @@ const char* usage =
     "                                          copy SOURCE into OUTPUT as a capture does, with sidecar indexes\n"
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
     "                                          read FILE through the plug-in while it is being captured\n"
-    "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n";
+    "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n"
+    "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n";
 
 // A frame number written in decimal digits alone.
 bool parseCount(const std::string& text, unsigned& value)
@@ -163,6 +165,8 @@ int main(int argc, char** argv)
         return withUsage(captureFile(args));
     if (command == "indexbench")
         return withUsage(indexBench(args));
+    if (command == "aviwritebench")
+        return withUsage(aviWriteBench(args));
     if (command == "follow") {
         if (!host.fileReader()) {
             std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
