@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,12 @@
 #include "mxf/model/Labels.h"
 #include "mxf/model/MxfText.h"
 #include "mxf/model/Umid.h"
+#include "mxf/model/MxfBase.h"
+#include "mxf/model/RawData.h"
+#include "frame/CvFileIOFactory.h"
+#include "frame/Utf8.h"
+#include "support/DriverFixture.h"
+#include "support/TempDir.h"
 
 using namespace Corvidane::MXF;
 
@@ -277,6 +284,43 @@ TEST(MxfKlv, TextsGuidsAndUmidsConvert)
     std::string text = UMIDToString(&a);
     EXPECT_EQ(text.size(), 32u * 3 - 1);
     EXPECT_EQ(text.substr(0, 12), "06.0a.2b.34.");
+}
+
+} // namespace
+
+namespace {
+
+class MxfFiles : public DriverFixture {
+protected:
+    TempDir m_dir;
+};
+
+// Read buffers come in whole granules and fail with PartialCopy on a short
+// read, the code the reader's retries look for; an item's value alone goes to
+// a file.
+TEST_F(MxfFiles, RawReadsAndValuesToFiles)
+{
+    std::string path = m_dir.file("value.bin");
+    CKlvItem item;
+    std::string text = "essence bytes";
+    item.length = text.size();
+    item.SetValue(reinterpret_cast<unsigned char*>(text.data()), false);
+    ASSERT_TRUE(CMxf_BaseClass::klvToFile(Corvidane::fromUtf8(path), item));
+    EXPECT_EQ(readFile(path), text);
+
+    Ptr<iFile> file = CvFileIOFactoryProvider::open(Corvidane::fromUtf8(path).c_str(), iFile::AccessRead,
+                                                    iFile::OpenExisting, iFile::ShareRead, 0);
+    ASSERT_TRUE(file);
+    CRawData raw;
+    ASSERT_EQ(raw.AllocateFromFile(*file, 8, 5), OK);
+    EXPECT_EQ(raw.size, 4096u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(raw.data), 5), "bytes");
+    EXPECT_EQ(raw.AllocateFromFile(*file, 7, 100), PartialCopy);
+    EXPECT_EQ(raw.data, nullptr);
+    EXPECT_FALSE(raw.Allocate(0));
+
+    std::unique_ptr<wchar_t[]> message(CMxf_BaseClass::GetErrorText(0x80048001));
+    EXPECT_EQ(std::wstring(message.get()), L"Error Code 0x80048001");
 }
 
 } // namespace
