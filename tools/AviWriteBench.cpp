@@ -3,26 +3,18 @@
 #include "tools/AviWriteBench.h"
 
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 
 #include "avi/FileReader.h"
 #include "avi/FileWriter.h"
 #include "frame/Utf8.h"
+#include "tools/AudioPacing.h"
 #include "tools/DriverRegistration.h"
 #include "tools/Probe.h"
 
 using namespace Corvidane;
 
 namespace {
-
-int firstStream(MediaFileReader& reader, bool video)
-{
-    for (int stream = 0; stream < reader.get_StreamCount(); ++stream)
-        if (video ? reader.get_IsVideo(stream) : reader.get_IsAudio(stream))
-            return stream;
-    return -1;
-}
 
 // Timecode, then video, then audio when the source has it: the rows the
 // writer resources hand over.
@@ -86,13 +78,11 @@ int aviWriteBench(const std::vector<std::string>& args)
         return 1;
     }
     const unsigned frames = reader.get_Length(video);
-    const unsigned samples = audio >= 0 ? reader.get_Length(audio) : 0;
-    const double samplesPerFrame = audio >= 0 ? reader.get_Rate(audio) / reader.get_Rate(video) : 0;
+    AudioPacing pacing(reader, video, audio);
     std::vector<unsigned char> picture(std::max(reader.get_BufferSize(video), 1u << 20) * 2);
     std::vector<unsigned char> sound(audio >= 0 ? std::max(reader.get_BufferSize(audio), 1u << 20) * 2 : 0);
     const uint32_t zero = 0;
     uint64_t bytes = 0;
-    unsigned nextSample = 0;
     for (unsigned frame = 0; frame < frames; ++frame) {
         std::vector<TrackData> rows(tracks.size(), TrackData{nullptr, 0, 0, 0});
         rows[0] = TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0};
@@ -103,18 +93,16 @@ int aviWriteBench(const std::vector<std::string>& args)
             return 1;
         }
         rows[1] = TrackData{picture.data() + offset, size, frame, HalcIFrame};
-        if (audio >= 0) {
-            unsigned end = std::min(samples, static_cast<unsigned>(std::llround((frame + 1) * samplesPerFrame)));
+        unsigned first = 0, count = 0;
+        if (audio >= 0 && pacing.span(frame, first, count)) {
             unsigned soundOffset = 0, soundSize = 0;
-            if (end > nextSample &&
-                (!isSuccess(reader.essenceOpen(static_cast<unsigned>(audio))) ||
-                 !isSuccess(reader.essenceRead(nextSample, end - nextSample, sound.data(), unsigned(sound.size()),
-                                               soundOffset, soundSize)))) {
-                std::fprintf(stderr, "cvtool: audio at %u: %s\n", nextSample, narrow(reader.getLastError()).c_str());
+            if (!isSuccess(reader.essenceOpen(static_cast<unsigned>(audio))) ||
+                !isSuccess(reader.essenceRead(first, count, sound.data(), unsigned(sound.size()), soundOffset,
+                                              soundSize))) {
+                std::fprintf(stderr, "cvtool: audio at %u: %s\n", first, narrow(reader.getLastError()).c_str());
                 return 1;
             }
-            rows[2] = TrackData{sound.data() + soundOffset, end > nextSample ? soundSize : 0, 0, 0};
-            nextSample = std::max(nextSample, end);
+            rows[2] = TrackData{sound.data() + soundOffset, soundSize, 0, 0};
         }
         if (!isSuccess(writer.WriteSamples(rows.data(), unsigned(rows.size())))) {
             std::fprintf(stderr, "cvtool: %s: %s\n", args[1].c_str(), narrow(writer.getLastError()).c_str());
@@ -128,7 +116,7 @@ int aviWriteBench(const std::vector<std::string>& args)
         return 1;
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    std::printf("frames %u audio_samples %u bytes %llu seconds %.3f\n", frames, nextSample,
+    std::printf("frames %u audio_samples %u bytes %llu seconds %.3f\n", frames, pacing.taken(),
                 static_cast<unsigned long long>(bytes), seconds);
     return 0;
 }

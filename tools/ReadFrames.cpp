@@ -1,6 +1,5 @@
 #include "tools/ReadFrames.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <memory>
 
 #include "frame/MediaFileReader.h"
+#include "tools/AudioPacing.h"
 #include "tools/Md5.h"
 #include "tools/Probe.h"
 
@@ -36,14 +36,6 @@ private:
     unsigned m_size;
     std::unique_ptr<unsigned char, Free> m_data;
 };
-
-int firstStream(MediaFileReader& reader, bool video)
-{
-    for (int stream = 0; stream < reader.get_StreamCount(); ++stream)
-        if (video ? reader.get_IsVideo(stream) : reader.get_IsAudio(stream))
-            return stream;
-    return -1;
-}
 
 // Opens `path` through the plug-in; null after saying why.
 std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, const std::wstring& path)
@@ -84,13 +76,11 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
         return 1;
     }
     unsigned frames = reader->get_Length(video);
-    unsigned samples = audio >= 0 ? reader->get_Length(audio) : 0;
-    double samplesPerFrame = audio >= 0 && reader->get_Rate(video) > 0 ? reader->get_Rate(audio) / reader->get_Rate(video) : 0;
+    AudioPacing pacing(*reader, video, audio);
     // Page-aligned, as the host's frame buffers are: the copy out of the page
     // cache runs at full speed only into aligned memory.
     Buffer buffer(std::max(reader->get_BufferSize(video), 1u << 20) * 2);
     uint64_t videoBytes = 0, audioBytes = 0;
-    unsigned nextSample = 0;
     for (unsigned frame = 0; frame < frames; ++frame) {
         unsigned offset = 0, size = 0;
         if (frame == 0 || alternate) {
@@ -107,20 +97,19 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
         videoBytes += size;
         if (audio < 0)
             continue;
-        unsigned endSample = std::min(samples, static_cast<unsigned>(std::llround((frame + 1) * samplesPerFrame)));
-        if (endSample <= nextSample)
+        unsigned first = 0, count = 0;
+        if (!pacing.span(frame, first, count))
             continue;
         if (!isSuccess(reader->essenceOpen(static_cast<unsigned>(audio))) ||
-            !isSuccess(reader->essenceRead(nextSample, endSample - nextSample, buffer.data(), buffer.size(), offset, size))) {
-            std::fprintf(stderr, "cvtool: %s: audio at %u: %s\n", name.c_str(), nextSample,
+            !isSuccess(reader->essenceRead(first, count, buffer.data(), buffer.size(), offset, size))) {
+            std::fprintf(stderr, "cvtool: %s: audio at %u: %s\n", name.c_str(), first,
                          narrow(reader->getLastError()).c_str());
             return 1;
         }
         audioBytes += size;
-        nextSample = endSample;
     }
     std::printf("frames %u video_bytes %llu audio_samples %u audio_bytes %llu\n", frames,
-                static_cast<unsigned long long>(videoBytes), nextSample, static_cast<unsigned long long>(audioBytes));
+                static_cast<unsigned long long>(videoBytes), pacing.taken(), static_cast<unsigned long long>(audioBytes));
     return 0;
 }
 
