@@ -143,7 +143,7 @@ private:
     bool listPackets(JSON::Builder& json, int stream)
     {
         if (!isSuccess(m_reader.essenceOpen(static_cast<unsigned>(stream)))) {
-            m_error = "cannot open stream " + std::to_string(stream);
+            m_error = "cannot open stream " + std::to_string(stream) + readerError();
             return false;
         }
         bool audio = m_reader.get_IsAudio(stream);
@@ -157,7 +157,8 @@ private:
             if (found == HandleEOF && m_reader.isFragmented())
                 break;
             if (!isSuccess(found)) {
-                m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream);
+                m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream) +
+                          readerError();
                 return false;
             }
             unsigned count = 1;
@@ -216,7 +217,7 @@ private:
                 continue;
             }
             if (!isSuccess(result) || uint64_t(offset) + size > m_buffer.size()) {
-                m_error = "cannot read sample " + std::to_string(sample) + ": " + narrow(m_reader.getLastError());
+                m_error = "cannot read sample " + std::to_string(sample) + readerError();
                 return false;
             }
             md5.update(m_buffer.data() + offset, size);
@@ -224,6 +225,14 @@ private:
         }
         m_error = "the reader wants an ever larger buffer for sample " + std::to_string(sample);
         return false;
+    }
+
+    // The reader's own account of a failure, when it gave one.
+    std::string readerError() const
+    {
+        std::string text = narrow(m_reader.getLastError());
+        size_t start = text.find_first_not_of(' ');
+        return start == std::string::npos ? std::string() : ": " + text.substr(start);
     }
 
     static constexpr uint64_t maxAudioPacket = 1 << 20;

@@ -136,7 +136,7 @@ def judge(cvtool, path, may_refuse, seconds):
                              capture_output=True, text=True, timeout=seconds)
     except subprocess.TimeoutExpired:
         return "short", "no answer in %d s" % seconds
-    message = run.stderr.strip().splitlines()[-1] if run.stderr.strip() else ""
+    message = " / ".join(line.strip() for line in run.stderr.splitlines() if line.strip())
     if run.returncode < 0:
         return "short", "killed by %s" % signal.Signals(-run.returncode).name
     if run.returncode != 0:
