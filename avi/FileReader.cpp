@@ -47,6 +47,21 @@ CvResult FileReader::fail(CvResult code, const wchar_t* text)
     return code;
 }
 
+uint16_t FileReader::Stream::formatTag() const
+{
+    // WAVEFORMATEXTENSIBLE names the real format in the first word of its
+    // subformat GUID, 6 bytes into the extension.
+    if (wave.wFormatTag == WaveFormatExtensible && extraData.size() >= 8)
+        return readLE16(extraData.data() + 6);
+    return wave.wFormatTag;
+}
+
+unsigned FileReader::Stream::blockAlign() const
+{
+    bool linear = formatTag() == WaveFormatPcm || formatTag() == WaveFormatIeeeFloat;
+    return linear && wave.nBlockAlign ? wave.nBlockAlign : 1;
+}
+
 bool FileReader::isVideo(const Stream& stream) const { return stream.header.fccType == fourCC("vids"); }
 bool FileReader::isAudio(const Stream& stream) const { return stream.header.fccType == fourCC("auds"); }
 
@@ -128,12 +143,7 @@ CvResult FileReader::get_FCC(int index, unsigned& fcc)
     }
     if (!isAudio(stream))
         return Fail;
-    uint16_t tag = stream.wave.wFormatTag;
-    // WAVEFORMATEXTENSIBLE names the real format in the first word of its
-    // subformat GUID, 6 bytes into the extension.
-    if (tag == WaveFormatExtensible && stream.extraData.size() >= 8)
-        tag = readLE16(stream.extraData.data() + 6);
-    switch (tag) {
+    switch (stream.formatTag()) {
     case WaveFormatPcm: fcc = fourCC("lpcm"); return OK;
     case WaveFormatIeeeFloat: fcc = fourCC("fl32"); return OK;
     case WaveFormatAac:

@@ -111,7 +111,12 @@ private:
         // Some frame seen in an index is not a key frame.
         bool predicted = false;
         IndexWindow window;
-        unsigned blockAlign() const { return wave.nBlockAlign ? wave.nBlockAlign : 1; }
+        // The format tag, through WAVEFORMATEXTENSIBLE to the format it names.
+        uint16_t formatTag() const;
+        // Bytes of one sound sample. Compressed sound is a stream of bytes
+        // that its decoder frames: its nBlockAlign is no sample size (MP3
+        // writers put 1152 there, the samples of a frame).
+        unsigned blockAlign() const;
     };
     // What the header walk does after a chunk.
     enum class Walk { Next, Here, End, Failed };

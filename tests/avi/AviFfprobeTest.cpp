@@ -118,6 +118,18 @@ TEST_F(AviRepeatedFrames, EmptyChunksRepeatTheFrameBefore)
     }
 }
 
+// MP3 sound, whose nBlockAlign holds the samples of a frame (1152) rather
+// than bytes: the sound reads as the bytes of its chunks.
+TEST(AviCompressedSound, Mp3ChunksReadWhole)
+{
+    TempDir dir;
+    std::string path = dir.file("mp3.avi");
+    runCommand("ffmpeg -v error -y -f lavfi -i testsrc=size=160x120:rate=25:duration=1 "
+               "-f lavfi -i sine=f=440:r=44100:d=1 -c:v mjpeg -c:a libmp3lame -b:a 128k " + shellQuote(path));
+    ASSERT_EQ(ffprobeStreams(path).at(1).at("codec_name"), "mp3");
+    expectSameEssence(path);
+}
+
 class AviStreamFacts : public DriverFixture {};
 
 TEST_F(AviStreamFacts, StreamsDescribeWhatFfprobeSees)
