@@ -1,5 +1,6 @@
 #include "avi/FileReader.h"
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -44,6 +45,21 @@ CvResult FileReader::fail(CvResult code, const wchar_t* text)
 {
     setLastError(code, L"%ls", text);
     return code;
+}
+
+uint16_t FileReader::Stream::formatTag() const
+{
+    // WAVEFORMATEXTENSIBLE names the real format in the first word of its
+    // subformat GUID, 6 bytes into the extension.
+    if (wave.wFormatTag == WaveFormatExtensible && extraData.size() >= 8)
+        return readLE16(extraData.data() + 6);
+    return wave.wFormatTag;
+}
+
+unsigned FileReader::Stream::blockAlign() const
+{
+    bool linear = formatTag() == WaveFormatPcm || formatTag() == WaveFormatIeeeFloat;
+    return linear && wave.nBlockAlign ? wave.nBlockAlign : 1;
 }
 
 bool FileReader::isVideo(const Stream& stream) const { return stream.header.fccType == fourCC("vids"); }
@@ -127,12 +143,7 @@ CvResult FileReader::get_FCC(int index, unsigned& fcc)
     }
     if (!isAudio(stream))
         return Fail;
-    uint16_t tag = stream.wave.wFormatTag;
-    // WAVEFORMATEXTENSIBLE names the real format in the first word of its
-    // subformat GUID, 6 bytes into the extension.
-    if (tag == WaveFormatExtensible && stream.extraData.size() >= 8)
-        tag = readLE16(stream.extraData.data() + 6);
-    switch (tag) {
+    switch (stream.formatTag()) {
     case WaveFormatPcm: fcc = fourCC("lpcm"); return OK;
     case WaveFormatIeeeFloat: fcc = fourCC("fl32"); return OK;
     case WaveFormatAac:
@@ -153,9 +164,16 @@ unsigned FileReader::get_Length(int stream)
 {
     if (!validStream(stream))
         return 0;
-    if (isVideo(m_streams[stream]) && readLE32(m_dmlHeader) == fourCC("dmlh"))
+    Stream& found = m_streams[stream];
+    if (isVideo(found) && readLE32(m_dmlHeader) == fourCC("dmlh"))
         return readLE32(m_dmlHeader + dmlTotalFrames);
-    return m_streams[stream].header.dwLength;
+    // Sound indexed by idx1 lasts as long as its chunks: cameras write a
+    // length that stops short of the last chunk.
+    if (isAudio(found) && found.superIndex.empty() && m_idx1Offset && m_file.isOpen()) {
+        if (found.window.loaded() || isSuccess(LoadIDX1()))
+            return static_cast<unsigned>(std::min<uint64_t>(found.window.samples(), UINT_MAX));
+    }
+    return found.header.dwLength;
 }
 
 int FileReader::get_BitsPerSample(int stream)
@@ -205,9 +223,12 @@ int FileReader::getGopLength(int stream)
 {
     if (!validStream(stream))
         return 0;
-    if (!isVideo(m_streams[stream]) || !m_mediaType.temporalCompression)
+    if (!isVideo(m_streams[stream]))
         return 1;
     if (!m_streams[stream].window.loaded() && !isSuccess(essenceOpen(static_cast<unsigned>(stream))))
+        return 1;
+    // Long GOP by its media type, or because its index has frames that are not key frames.
+    if (!m_mediaType.temporalCompression && !m_streams[stream].predicted)
         return 1;
     return m_streams[stream].window.gopLength();
 }

@@ -108,8 +108,15 @@ private:
         uint32_t superIndexChunkId = 0;
         uint32_t superIndexCount = 0;
         bool fieldIndex = false;
+        // Some frame seen in an index is not a key frame.
+        bool predicted = false;
         IndexWindow window;
-        unsigned blockAlign() const { return wave.nBlockAlign ? wave.nBlockAlign : 1; }
+        // The format tag, through WAVEFORMATEXTENSIBLE to the format it names.
+        uint16_t formatTag() const;
+        // Bytes of one sound sample. Compressed sound is a stream of bytes
+        // that its decoder frames: its nBlockAlign is no sample size (MP3
+        // writers put 1152 there, the samples of a frame).
+        unsigned blockAlign() const;
     };
     // What the header walk does after a chunk.
     enum class Walk { Next, Here, End, Failed };
@@ -141,6 +148,9 @@ private:
 
     // Index loading (FileReaderIndex.cpp).
     CvResult LoadINDX(unsigned stream, uint64_t sample);
+    // The entries of the standard index that super index entry `item` points
+    // at, its first sample being `first`; empty chunks are left empty.
+    CvResult readStandardIndex(unsigned stream, size_t item, uint64_t first, std::vector<IndexEntry>& entries);
     CvResult LoadIDX1();
     bool ensureSampleInRam(uint64_t sample);
     const IndexEntry* getIndexEntryV(uint64_t sample);

@@ -16,6 +16,8 @@ constexpr uint64_t idx1Block = 1 << 20;
 constexpr uint32_t largestPlainEntry = 0x1000000;
 // A chunk this many times larger than the one before is damage.
 constexpr uint64_t corruptGrowth = 100;
+// AVIIF_KEYFRAME in the flags of an idx1 entry.
+constexpr uint32_t idx1KeyFrame = 0x10;
 
 uint16_t ibpFrameType(uint32_t sizeAndType)
 {
@@ -48,20 +50,10 @@ CvResult FileReader::readAt(uint64_t position, uint64_t size, std::vector<unsign
     return OK;
 }
 
-CvResult FileReader::LoadINDX(unsigned streamIndex, uint64_t sample)
+CvResult FileReader::readStandardIndex(unsigned streamIndex, size_t item, uint64_t first,
+                                      std::vector<IndexEntry>& entries)
 {
-    Stream& stream = m_streams[streamIndex];
-    uint64_t first = 0;
-    size_t item = 0;
-    for (; item < stream.superIndex.size(); ++item) {
-        if (sample - first < stream.superIndex[item].dwDuration)
-            break;
-        first += stream.superIndex[item].dwDuration;
-    }
-    if (item == stream.superIndex.size())
-        return fail(Fail, L"Failed to find superindex.");
-    const AviSuperIndexEntry& super = stream.superIndex[item];
-
+    const AviSuperIndexEntry& super = m_streams[streamIndex].superIndex[item];
     std::vector<unsigned char> data;
     unsigned offset = 0;
     CvResult result = super.dwSize < AviIndexHead::entriesOffset ? Fail : readAt(super.qwOffset, super.dwSize, data, offset);
@@ -77,21 +69,16 @@ CvResult FileReader::LoadINDX(unsigned streamIndex, uint64_t sample)
     if (head.bIndexType != AviIndexOfChunks)
         return fail(Fail, L"LoadINDX Error: index type not AVI_INDEX_OF_CHUNKS");
 
-    IndexWindow& window = stream.window;
-    window.reset(first, super.dwDuration);
     unsigned entrySize = head.bIndexSubType == AviIndexIBP    ? ibpIndexEntrySize
                          : head.bIndexSubType == AviIndexFields ? fieldIndexEntrySize
                                                                 : stdIndexEntrySize;
     // Never more entries than the chunk holds, whatever its count says.
     uint32_t count = static_cast<uint32_t>(
         std::min<uint64_t>(head.nEntriesInUse, (super.dwSize - AviIndexHead::entriesOffset) / entrySize));
-    std::vector<IndexEntry>& entries = window.entries();
     entries.resize(count);
     const unsigned char* item0 = chunk + AviIndexHead::entriesOffset;
 
     if (head.bIndexSubType == AviIndexIBP) {
-        std::vector<uint32_t> display(count);
-        uint64_t lastKey = 0;
         for (uint32_t i = 0; i < count; ++i) {
             const unsigned char* raw = item0 + uint64_t(i) * entrySize;
             uint32_t sizeAndType = readLE32(raw + 8);
@@ -101,11 +88,6 @@ CvResult FileReader::LoadINDX(unsigned streamIndex, uint64_t sample)
             entry.frameType = ibpFrameType(sizeAndType);
             entry.presentationIndex = readLE32(raw + 12);
             entry.decodeIndex = readLE32(raw + 16);
-            if (isKeyFrame(entry)) {
-                if (i - lastKey > 2)
-                    window.raiseGopLength(static_cast<int>(i - lastKey));
-                lastKey = i;
-            }
         }
         if (m_temporalReordering) {
             std::vector<uint64_t> offsets(count);
@@ -122,33 +104,72 @@ CvResult FileReader::LoadINDX(unsigned streamIndex, uint64_t sample)
                 entry.offset = offsets[stored];
             }
         }
-    } else {
-        uint64_t base = readLE64(chunk + AviIndexHead::baseOffsetOffset);
-        uint32_t previous = 0;
-        for (uint32_t i = 0; i < count; ++i) {
-            const unsigned char* raw = item0 + uint64_t(i) * entrySize;
-            uint32_t size = readLE32(raw + 4);
-            if (head.bIndexSubType == AviIndexPlain) {
-                // The top bit marks a frame that is not a key frame.
-                size &= 0x7FFFFFFF;
-                if (size < 1 || size > largestPlainEntry) {
-                    return fail(Fail, L"LoadINDX invalid entry size.");
-                }
-            } else if (size == 0) {
-                return fail(Fail, L"A zero length indx index entry was found.");
-            }
-            if (previous && size > corruptGrowth * previous) {
-                return fail(Fail, L"A corrupt indx index entry was found.");
-            }
-            previous = size;
-            IndexEntry& entry = entries[i];
-            entry.offset = base + readLE32(raw);
-            entry.size = size;
-            entry.frameType = FrameIntra;
-            entry.presentationIndex = entry.decodeIndex = static_cast<uint32_t>(first + i);
+        return OK;
+    }
+    uint64_t base = readLE64(chunk + AviIndexHead::baseOffsetOffset);
+    uint32_t previous = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const unsigned char* raw = item0 + uint64_t(i) * entrySize;
+        uint32_t size = readLE32(raw + 4);
+        // The top bit of the size marks a frame that is not a key frame, in
+        // plain and in field indexes alike; every sound chunk is one.
+        bool key = (size & 0x80000000u) == 0 || !isVideo(m_streams[streamIndex]);
+        size &= 0x7FFFFFFF;
+        if (head.bIndexSubType == AviIndexPlain && size > largestPlainEntry) {
+            return fail(Fail, L"LoadINDX invalid entry size.");
         }
+        if (previous && size > corruptGrowth * previous) {
+            return fail(Fail, L"A corrupt indx index entry was found.");
+        }
+        if (size)
+            previous = size;
+        IndexEntry& entry = entries[i];
+        entry.offset = base + readLE32(raw);
+        entry.size = size;
+        entry.frameType = key ? FrameIntra : FramePredicted;
+        entry.presentationIndex = entry.decodeIndex = static_cast<uint32_t>(first + i);
+    }
+    return OK;
+}
+
+CvResult FileReader::LoadINDX(unsigned streamIndex, uint64_t sample)
+{
+    Stream& stream = m_streams[streamIndex];
+    uint64_t first = 0;
+    size_t item = 0;
+    for (; item < stream.superIndex.size(); ++item) {
+        if (sample - first < stream.superIndex[item].dwDuration)
+            break;
+        first += stream.superIndex[item].dwDuration;
+    }
+    if (item == stream.superIndex.size())
+        return fail(Fail, L"Failed to find superindex.");
+
+    IndexWindow& window = stream.window;
+    window.reset(first, stream.superIndex[item].dwDuration);
+    CvResult result = readStandardIndex(streamIndex, item, first, window.entries());
+    if (!isSuccess(result))
+        return result;
+    if (isVideo(stream)) {
+        // Empty chunks at the start of this index repeat the last frame of an
+        // index before it.
+        std::vector<IndexEntry>& entries = window.entries();
+        IndexEntry before;
+        bool found = false;
+        if (!entries.empty() && entries[0].size == 0) {
+            uint64_t earlierFirst = first;
+            std::vector<IndexEntry> earlier;
+            for (size_t back = item; back-- > 0 && !found;) {
+                earlierFirst -= stream.superIndex[back].dwDuration;
+                if (!isSuccess(readStandardIndex(streamIndex, back, earlierFirst, earlier)))
+                    break;
+                found = lastFrameWithData(earlier, before);
+            }
+        }
+        repeatIntoEmptyFrames(entries, found ? &before : nullptr);
     }
     window.finish(isAudio(stream) ? stream.blockAlign() : 0);
+    stream.predicted = stream.predicted || window.hasPredictedFrames();
     return OK;
 }
 
@@ -183,9 +204,9 @@ CvResult FileReader::LoadIDX1()
             uint32_t ckid = readLE32(raw);
             uint32_t chunkOffset = readLE32(raw + 8);
             uint32_t length = readLE32(raw + 12);
-            if (length == 0 || ckid == fourCC("rec "))
+            if (ckid == fourCC("rec "))
                 continue;
-            if (!decided) {
+            if (!decided && length) {
                 // Offsets that begin below the movi list count from it;
                 // others are file positions of the chunk heads.
                 relative = m_moviOffset > chunkOffset;
@@ -206,7 +227,9 @@ CvResult FileReader::LoadIDX1()
                 entry.offset = uint64_t(chunkOffset) + chunkHeadSize;
                 entry.size = length >= chunkHeadSize ? length - chunkHeadSize : 0;
             }
-            entry.frameType = FrameIntra;
+            // Writers leave the key flag off sound chunks, which are all key frames.
+            bool key = (readLE32(raw + 4) & idx1KeyFrame) || !isVideo(stream);
+            entry.frameType = key ? FrameIntra : FramePredicted;
             entry.presentationIndex = entry.decodeIndex = static_cast<uint32_t>(entries.size());
             entries.push_back(entry);
             samples[number] += isAudio(stream) ? length / stream.blockAlign() : 1;
@@ -214,10 +237,14 @@ CvResult FileReader::LoadIDX1()
         done += block;
     }
     for (size_t i = 0; i < byNumber.size(); ++i) {
-        if (!byNumber[i])
+        Stream* stream = byNumber[i];
+        if (!stream)
             continue;
-        byNumber[i]->window.setSamples(samples[i]);
-        byNumber[i]->window.finish(isAudio(*byNumber[i]) ? byNumber[i]->blockAlign() : 0);
+        if (isVideo(*stream))
+            repeatIntoEmptyFrames(stream->window.entries(), nullptr);
+        stream->window.setSamples(samples[i]);
+        stream->window.finish(isAudio(*stream) ? stream->blockAlign() : 0);
+        stream->predicted = stream->predicted || stream->window.hasPredictedFrames();
     }
     return OK;
 }

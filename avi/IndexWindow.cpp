@@ -1,6 +1,7 @@
 #include "avi/IndexWindow.h"
 
 #include <algorithm>
+#include <climits>
 
 namespace Corvidane::Avi {
 
@@ -11,12 +12,25 @@ void IndexWindow::reset(uint64_t first, uint64_t samples)
     m_first = first;
     m_samples = samples;
     m_gopLength = 1;
+    m_predicted = false;
     m_loaded = false;
 }
 
 void IndexWindow::finish(unsigned blockAlign)
 {
     m_entryFirst.clear();
+    m_gopLength = 1;
+    m_predicted = false;
+    size_t lastKey = 0;
+    for (size_t i = 0; i < m_entries.size(); ++i) {
+        if (!isKeyFrame(m_entries[i])) {
+            m_predicted = true;
+            continue;
+        }
+        if (i - lastKey > 2 && i - lastKey > static_cast<size_t>(m_gopLength))
+            m_gopLength = static_cast<int>(std::min<size_t>(i - lastKey, INT_MAX));
+        lastKey = i;
+    }
     if (blockAlign) {
         // Running sample counts make an audio lookup a binary search rather
         // than a walk over every chunk before it.
@@ -49,6 +63,35 @@ const IndexEntry* IndexWindow::audioEntry(uint64_t sample, uint64_t& chunkFirst,
     chunkFirst = m_entryFirst[index];
     remaining = m_entryFirst[index + 1] - sample;
     return &m_entries[index];
+}
+
+void repeatIntoEmptyFrames(std::vector<IndexEntry>& entries, const IndexEntry* before)
+{
+    bool haveFrame = before != nullptr;
+    IndexEntry shown = haveFrame ? *before : IndexEntry();
+    for (IndexEntry& entry : entries) {
+        if (entry.size) {
+            shown = entry;
+            haveFrame = true;
+            continue;
+        }
+        if (!haveFrame)
+            continue;
+        entry.offset = shown.offset;
+        entry.size = shown.size;
+        entry.frameType = shown.frameType;
+    }
+}
+
+bool lastFrameWithData(const std::vector<IndexEntry>& entries, IndexEntry& found)
+{
+    for (size_t i = entries.size(); i-- > 0;) {
+        if (entries[i].size) {
+            found = entries[i];
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace Corvidane::Avi

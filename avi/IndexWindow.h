@@ -26,12 +26,9 @@ public:
 
     std::vector<IndexEntry>& entries() { return m_entries; }
     const std::vector<IndexEntry>& entries() const { return m_entries; }
+    // The longest distance between key frames, when above 2; else 1.
     int gopLength() const { return m_gopLength; }
-    void raiseGopLength(int length)
-    {
-        if (length > m_gopLength)
-            m_gopLength = length;
-    }
+    bool hasPredictedFrames() const { return m_predicted; }
 
     // The entry of a video sample, or null.
     const IndexEntry* videoEntry(uint64_t sample) const;
@@ -46,7 +43,16 @@ private:
     uint64_t m_first = 0;
     uint64_t m_samples = 0;
     int m_gopLength = 1;
+    bool m_predicted = false;
     bool m_loaded = false;
 };
+
+// An empty chunk in a video index is a repeated (or dropped) frame of a
+// capture: it shows the frame before it, so its entry takes that frame's
+// offset, size and type. `before` is the frame ahead of the first entry, if
+// any; empty entries with no frame before them stay empty.
+void repeatIntoEmptyFrames(std::vector<IndexEntry>& entries, const IndexEntry* before);
+// The last entry that has bytes, into `found`; false when none has.
+bool lastFrameWithData(const std::vector<IndexEntry>& entries, IndexEntry& found);
 
 } // namespace Corvidane::Avi

@@ -225,7 +225,7 @@ void CStrl::IndexList_Add(uint64_t offset, const TrackData& item)
     entry.flags = 16;
     entry.offset = offset;
     entry.size = item.size;
-    entry.frameType = static_cast<uint16_t>(std::max<uint32_t>(item.frameType, 4));
+    entry.frameType = std::max<uint16_t>(indexFrameType(item.frameType), FrameIntra);
     entry.decodeIndex = indexList.empty() ? static_cast<uint32_t>(samplesWritten) : indexList.back().decodeIndex + 1;
     entry.displayIndex = isVideo && indexType == 16 ? item.presentationIndex : entry.decodeIndex;
     indexList.push_back(entry);
@@ -265,9 +265,9 @@ bool CStrl::WriteMQIndexEntry(size_t i, unsigned char* out) const
     if (!shown)
         return false;
     uint32_t sizeAndType = entry.size;
-    if (entry.frameType == 8)
+    if (entry.frameType & FrameBidirectional)
         sizeAndType |= 0x40000000;
-    else if (entry.frameType == 16)
+    else if (entry.frameType & FramePredicted)
         sizeAndType |= 1u << 29;
     writeLE64(out, entry.offset + 8);
     writeLE32(out + 8, sizeAndType);
@@ -347,7 +347,7 @@ int CStrl::get_ApproxGopLen() const
     int longest = 0;
     size_t previous = SIZE_MAX;
     for (size_t i = 0; i < indexList.size() && i < 128; ++i) {
-        if (!isKeyFrameType(indexList[i].frameType))
+        if (!(indexList[i].frameType & FrameKey))
             continue;
         if (previous != SIZE_MAX)
             longest = std::max(longest, static_cast<int>(i - previous));

@@ -9,8 +9,8 @@
 
 namespace Corvidane::Avi {
 
-// A frame that no other frame of its stream is needed to decode: neither a
-// P nor a B picture (an I picture may carry a sequence header too).
+// A writer row's frame that no other frame of its stream is needed to decode:
+// neither a P nor a B picture (an I picture may carry a sequence header too).
 inline bool isKeyFrameType(uint32_t frameType) { return (frameType & (HalcPFrame | HalcBFrame)) == 0; }
 
 // One chunk written to a movi list, as the stream's indexes list it.
@@ -19,7 +19,7 @@ struct CIndexEntry {
     uint32_t flags = 0;         // 16: a key frame, in idx1's terms
     uint64_t offset = 0;        // of the chunk's head in the file
     uint32_t size = 0;
-    uint16_t frameType = 4;     // 4 and up; a type below 5 is kept as 4
+    uint16_t frameType = 4;     // IndexEntry bits, 4 and up; a type below 5 is kept as 4
     uint32_t decodeIndex = 0;
     uint32_t displayIndex = 0;
 };

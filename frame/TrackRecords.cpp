@@ -5,6 +5,31 @@
 
 namespace Corvidane {
 
+namespace {
+
+struct FrameTypePair {
+    uint32_t halc;
+    uint16_t index;
+};
+
+constexpr FrameTypePair frameTypePairs[] = {
+    {HalcSequenceHeader, FrameSequenceHeader},
+    {HalcIFrame, FrameIntra},
+    {HalcPFrame, FramePredicted},
+    {HalcBFrame, FrameBidirectional},
+};
+
+} // namespace
+
+uint16_t indexFrameType(uint32_t halcFrameType)
+{
+    uint16_t type = 0;
+    for (const FrameTypePair& pair : frameTypePairs)
+        if (halcFrameType & pair.halc)
+            type |= pair.index;
+    return type;
+}
+
 TrackStructuralData copyTrackStructuralData(const TrackStructuralData& track)
 {
     TrackStructuralData copy = track;

@@ -98,6 +98,12 @@ struct TrackData {
     uint32_t frameType;             // HalcMpeg2FrameTypes bits; 0 on non-video rows
 };
 
+// The IndexEntry frame type bits of a TrackData row's frame type. The two
+// number P and B pictures the other way round (here P 8 and B 16, in an
+// IndexEntry B 8 and P 16), so every writer row that becomes an index entry
+// goes through this. Bits without a counterpart are dropped.
+uint16_t indexFrameType(uint32_t halcFrameType);
+
 // A copy of a track as a writer keeps it: the scalar fields by value, and the
 // extended block in a fresh malloc block when both its pointer and its size
 // are set. Without memory for the block the copy has none.

@@ -6,6 +6,10 @@ void Metadata::reset()
 {
     tracks.clear();
     movieHeader.reset();
+    // A second parse of the same movie starts its keyed values afresh.
+    userData.clear();
+    json = JSON::Builder(2);
+    binaryItems.clear();
     m_mp4 = false;
     m_fragmented = false;
     movieExtendsHeader.reset();

@@ -126,8 +126,11 @@ CvResult AtomParser_dinf::OnAtom(const uint32_t* type, const unsigned char* data
         AliasFile alias;
         if (alias.fromData(data + position, length - position) == 0)
             break;
-        const std::string& name = !alias.Path.empty() ? alias.Path : alias.FileName;
+        std::string name = !alias.Path.empty() ? alias.Path : alias.FileName;
         if (!name.empty()) {
+            // The alias gives its folders joined by backslashes; files here
+            // are found by POSIX paths.
+            std::replace(name.begin(), name.end(), '\\', '/');
             m_track.setEssenceFile(fromUtf8(name));
             break;
         }

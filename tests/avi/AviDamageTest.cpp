@@ -232,7 +232,7 @@ TEST_F(AviDamage, BrokenStandardIndexIsRefusedWithItsText)
              uint32_t first = AviFixture::readLE32(b, ix + 32 + 4) & 0x7FFFFFFF;
              AviFixture::writeLE32(b, secondSize, first * 101);
          }},
-        {"LoadINDX invalid entry size.", [&](std::string& b) { AviFixture::writeLE32(b, secondSize, 0x80000000u); }},
+        {"LoadINDX invalid entry size.", [&](std::string& b) { AviFixture::writeLE32(b, secondSize, 0x81000001u); }},
         {"LoadINDX Error: index type not AVI_INDEX_OF_CHUNKS", [&](std::string& b) { b[ix + 11] = 0; }},
         {"LoadINDX Error: unknown chunk type", [&](std::string& b) { b[ix + 10] = 3; }},
         {"Failed to read indx data.", [&](std::string& b) { AviFixture::writeLE32(b, indx + 32, 0x7FFFFFF0); }},

@@ -4,6 +4,7 @@
 #include "avi/AviTestSupport.h"
 #include "avi/FileReader.h"
 #include "frame/Utf8.h"
+#include "support/AviFixture.h"
 #include "support/DriverFixture.h"
 #include "support/TempDir.h"
 
@@ -11,8 +12,9 @@ using namespace AviTest;
 
 namespace {
 
-// Every video sample agrees in position, size and bytes; every audio stream
-// in its total bytes (the two list audio in different packet sizes).
+// Every video sample agrees in position, size, bytes and key flag; every
+// audio stream in its total bytes (the two list audio in different packet
+// sizes). Repeated frames stand once in ffprobe's list.
 void expectSameEssence(const std::string& path)
 {
     int status = 0;
@@ -25,11 +27,13 @@ void expectSameEssence(const std::string& path)
         int index = std::stoi(stream.at("index"));
         std::vector<Packet> a = ofStream(ours, index), b = ofStream(theirs, index);
         if (stream.at("codec_type") == "video") {
+            a = withoutRepeats(a);
             ASSERT_EQ(a.size(), b.size()) << path << " stream " << index;
             for (size_t i = 0; i < a.size(); ++i) {
                 EXPECT_EQ(a[i].pos, b[i].pos) << path << " frame " << i;
                 EXPECT_EQ(a[i].size, b[i].size) << path << " frame " << i;
                 EXPECT_EQ(a[i].hash, b[i].hash) << path << " frame " << i;
+                EXPECT_EQ(a[i].key, b[i].key) << path << " frame " << i;
             }
         } else {
             EXPECT_EQ(totalBytes(a), totalBytes(b)) << path << " stream " << index;
@@ -49,6 +53,82 @@ INSTANTIATE_TEST_SUITE_P(AviFfmpeg, AviAgainstFfprobe,
                              std::string name = info.param;
                              return name.substr(4, name.size() - 8);
                          });
+
+// The long-GOP files with their OpenDML indexes taken away, so that only
+// idx1, with its key flags, is left.
+TEST(AviAgainstFfprobeIdx1, KeyFlagsOfIdx1AgreeWithFfprobe)
+{
+    TempDir dir;
+    for (const char* name : {"avi_mpeg2_gop.avi", "avi_h264.avi"}) {
+        std::string bytes = readFile(testMedia(name));
+        AviFixture::removeChunks(bytes, AviFixture::fourcc("indx"));
+        std::string path = dir.file(std::string("idx1_") + name);
+        writeFile(path, bytes);
+        expectSameEssence(path);
+    }
+}
+
+// A capture that missed frames: ffmpeg writes an empty chunk for each frame
+// not given, with a size of 0 in idx1 and in the standard index. Such a frame
+// is a frame of the stream, showing the one before it.
+class AviRepeatedFrames : public DriverFixture {};
+
+TEST_F(AviRepeatedFrames, EmptyChunksRepeatTheFrameBefore)
+{
+    TempDir dir;
+    struct Source {
+        const char* name;
+        const char* codec;
+    };
+    for (const Source& source : {Source{"gap_mjpeg.avi", "-c:v mjpeg"},
+                                 Source{"gap_h264.avi", "-c:v libx264 -g 10 -bf 0 -threads 1"}}) {
+        std::string opendml = dir.file(source.name);
+        runCommand("ffmpeg -v error -y -f lavfi -i testsrc=size=160x120:rate=25:duration=1 "
+                   "-vf \"select='not(between(n,5,7)+between(n,15,15))'\" -fps_mode passthrough " +
+                   std::string(source.codec) + " " + shellQuote(opendml));
+        std::string bytes = readFile(opendml);
+        ASSERT_FALSE(bytes.empty()) << source.name;
+        AviFixture::removeChunks(bytes, AviFixture::fourcc("indx"));
+        std::string classic = dir.file(std::string("idx1_") + source.name);
+        writeFile(classic, bytes);
+        for (const std::string& path : {opendml, classic}) {
+            SCOPED_TRACE(path);
+            expectSameEssence(path);
+            Corvidane::Avi::FileReader reader;
+            ASSERT_EQ(reader.loadFile(Corvidane::fromUtf8(path), iFile::Unbuffered), OK);
+            ASSERT_EQ(reader.essenceOpen(0), OK) << reader.getLastError();
+            ASSERT_EQ(std::to_string(reader.get_Length(0)), ffprobeStreams(path)[0].at("nb_frames"));
+            ASSERT_EQ(reader.get_Length(0), 25u);
+            std::vector<unsigned char> buffer(1 << 20);
+            auto frameBytes = [&](unsigned frame) {
+                unsigned offset = 0, size = 0;
+                EXPECT_EQ(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK)
+                    << frame;
+                return std::string(reinterpret_cast<char*>(buffer.data()) + offset, size);
+            };
+            for (unsigned frame : {5u, 6u, 7u})
+                EXPECT_EQ(frameBytes(frame), frameBytes(4)) << frame;
+            EXPECT_EQ(frameBytes(15), frameBytes(14));
+            EXPECT_NE(frameBytes(8), frameBytes(4));
+            Corvidane::IndexEntry repeated, shown;
+            ASSERT_EQ(reader.getIndexEntry(15, repeated), OK);
+            ASSERT_EQ(reader.getIndexEntry(14, shown), OK);
+            EXPECT_EQ(Corvidane::isKeyFrame(repeated), Corvidane::isKeyFrame(shown)) << "a repeat is of the type of the frame it shows";
+        }
+    }
+}
+
+// MP3 sound, whose nBlockAlign holds the samples of a frame (1152) rather
+// than bytes: the sound reads as the bytes of its chunks.
+TEST(AviCompressedSound, Mp3ChunksReadWhole)
+{
+    TempDir dir;
+    std::string path = dir.file("mp3.avi");
+    runCommand("ffmpeg -v error -y -f lavfi -i testsrc=size=160x120:rate=25:duration=1 "
+               "-f lavfi -i sine=f=440:r=44100:d=1 -c:v mjpeg -c:a libmp3lame -b:a 128k " + shellQuote(path));
+    ASSERT_EQ(ffprobeStreams(path).at(1).at("codec_name"), "mp3");
+    expectSameEssence(path);
+}
 
 class AviStreamFacts : public DriverFixture {};
 

@@ -15,6 +15,7 @@ struct Packet {
     uint64_t pos = 0;
     uint64_t size = 0;
     std::string hash;
+    bool key = false;
 };
 
 // The "key=value|key=value" lines of ffprobe's compact output.
@@ -45,12 +46,12 @@ inline std::vector<std::map<std::string, std::string>> compactLines(const std::s
 inline std::vector<Packet> ffprobePackets(const std::string& path)
 {
     std::string out = runCommand("ffprobe -v quiet -show_packets -show_data_hash MD5 "
-                                 "-show_entries packet=stream_index,pos,size,data_hash -of compact=p=0 " +
+                                 "-show_entries packet=stream_index,pos,size,flags,data_hash -of compact=p=0 " +
                                  shellQuote(path));
     std::vector<Packet> packets;
     for (auto& fields : compactLines(out))
         packets.push_back({std::stoi(fields["stream_index"]), std::stoull(fields["pos"]), std::stoull(fields["size"]),
-                           fields["data_hash"]});
+                           fields["data_hash"], fields["flags"].compare(0, 1, "K") == 0});
     return packets;
 }
 
@@ -85,6 +86,7 @@ inline std::vector<Packet> cvtoolPackets(const std::string& path, int* status = 
         packet.stream = std::stoi(stream);
         packet.pos = std::stoull(jsonValue(out, "pos", at));
         packet.size = std::stoull(jsonValue(out, "size", at));
+        packet.key = jsonValue(out, "flags", at).compare(0, 1, "K") == 0;
         packet.hash = jsonValue(out, "data_hash", at);
         packets.push_back(packet);
     }
@@ -97,6 +99,19 @@ inline std::vector<Packet> ofStream(const std::vector<Packet>& packets, int stre
     for (const Packet& packet : packets)
         if (packet.stream == stream)
             out.push_back(packet);
+    return out;
+}
+
+// The packets less the repeated frames of a capture (an empty index entry,
+// which reads as the frame before it): ffprobe lists each chunk once.
+inline std::vector<Packet> withoutRepeats(const std::vector<Packet>& packets)
+{
+    std::vector<Packet> out;
+    for (const Packet& packet : packets) {
+        bool repeat = packet.size == 0 || (!out.empty() && out.back().pos == packet.pos && out.back().size == packet.size);
+        if (!repeat)
+            out.push_back(packet);
+    }
     return out;
 }
 

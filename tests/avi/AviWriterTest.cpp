@@ -268,13 +268,23 @@ TEST_F(AviWriter, LongGopMpeg2GetsFrameTypedIndexes)
     ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK) << reader.getLastError();
     ASSERT_EQ(reader.essenceOpen(0), OK);
     EXPECT_EQ(reader.getGopLength(0), 12);
+    // Each picture reads back as its own type, in the index's numbering.
+    const std::map<uint32_t, uint16_t> readAs = {
+        {HalcIFrame, FrameIntra}, {HalcPFrame, FramePredicted}, {HalcBFrame, FrameBidirectional}};
+    size_t longestBRun = 0, run = 0;
     for (unsigned frame = 0; frame < 50; ++frame) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << frame;
         EXPECT_EQ(isKeyFrame(entry), types[frame] == HalcIFrame) << frame;
+        EXPECT_EQ(entry.frameType & (FrameIntra | FramePredicted | FrameBidirectional), readAs.at(types[frame]))
+            << frame;
         uint32_t size = entry.size;
         EXPECT_EQ(size, packets.video[frame].size()) << frame;
+        run = types[frame] == HalcBFrame ? run + 1 : 0;
+        longestBRun = std::max(longestBRun, run);
     }
+    ASSERT_GT(longestBRun, 0u) << "the source has B pictures";
+    EXPECT_EQ(reader.getM(), int(longestBRun + 1));
 }
 
 TEST_F(AviWriter, RefusalsEmptyFilesAndOddSizes)

@@ -9,6 +9,7 @@
 
 // Just enough JSON to read what ffprobe and cvtool print: objects, arrays,
 // strings without escapes beyond the simple ones, numbers, true, false, null.
+// A key that appears twice in one object is refused.
 struct JsonValue {
     enum Kind { Null, Bool, Number, String, Array, Object } kind = Null;
     double number = 0;
@@ -54,7 +55,10 @@ private:
                 std::string name = parseValue(s, at).text;
                 skipSpace(s, at);
                 ++at; // ':'
-                value.members[name] = parseValue(s, at);
+                // A key twice in one object is a fault of the writer, which a
+                // map would hide by keeping one of them.
+                if (!value.members.emplace(name, parseValue(s, at)).second)
+                    throw std::runtime_error("JSON key \"" + name + "\" twice in one object");
                 skipSpace(s, at);
                 if (at < s.size() && s[at] == ',')
                     ++at, skipSpace(s, at);

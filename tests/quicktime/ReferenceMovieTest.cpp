@@ -41,9 +41,9 @@ class QuickTimeReferenceMovie : public QtReaderFixture {};
 TEST_F(QuickTimeReferenceMovie, EssenceIsReadFromTheMediaFolderBesideTheMovie)
 {
     std::string folder = m_dir.file("a/b/c");
-    std::filesystem::create_directories(folder);
+    std::filesystem::create_directories(folder + "/media.dir");
     std::string essence = "HEADER--" + std::string(100, 'x') + std::string(50, 'y');
-    writeFile(folder + "/media.dir\\clip.mxf", essence);
+    writeFile(folder + "/media.dir/clip.mxf", essence);
 
     Track t;
     t.sizes = {100, 50};
@@ -71,7 +71,7 @@ TEST_F(QuickTimeReferenceMovie, MissingEssenceFileRefusesTheOpen)
     EXPECT_FALSE(opened.reader->essenceIsPresent(0));
     EXPECT_FALSE(isSuccess(opened.reader->essenceOpen(0)));
     EXPECT_NE(opened.error().find(L"Failed to load external essence file. '"), std::wstring::npos) << opened.error();
-    EXPECT_NE(opened.error().find(L"Folder\\gone.mov"), std::wstring::npos) << opened.error();
+    EXPECT_NE(opened.error().find(L"Folder/gone.mov"), std::wstring::npos) << opened.error();
 }
 
 TEST_F(QuickTimeReferenceMovie, SelfContainedDataReferenceNamesNoFile)

@@ -288,10 +288,10 @@ OpenDmlFile makeOpenDml(const OpenDmlLayout& layout)
                 ibpFrame(frame, video.display, video.frameType, classBits);
             } else {
                 video.display = frame;
-                video.frameType = 4;
                 // Every fifth frame a key frame: the others carry the top bit,
-                // except in a field index, whose sizes have no flag.
+                // except in a field index here, whose sizes then have no flag.
                 classBits = frame % 5 && !fields ? 0x80000000u : 0;
+                video.frameType = classBits ? 16 : 4;
             }
             file.video.push_back(video);
             chunks.push_back({0, head + 8, size, size | classBits});
