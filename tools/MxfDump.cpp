@@ -381,6 +381,8 @@ void printJson(const std::string& path, uint64_t size, const std::vector<Partiti
                 for (const Property& property : set.properties) {
                     json.startChild();
                     json.add("name", property.item ? property.item->name : "unknown");
+                    if (property.item)
+                        json.add("type", itemTypeName(property.item->type));
                     json.add("tag", hex16(property.tag));
                     json.add("label", labelText(property.label));
                     json.add("value", property.value);

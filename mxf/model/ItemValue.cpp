@@ -23,6 +23,7 @@ uint64_t fixedSize(ItemType type)
     case ItemType::UInt16:
         return 2;
     case ItemType::UInt32:
+    case ItemType::Int32:
         return 4;
     case ItemType::Int64:
     case ItemType::Rational:
@@ -146,6 +147,9 @@ DecodeStatus decodeItem(ItemType type, const ItemBytes& bytes, const DecodeRules
     case ItemType::UInt32:
         out = uint64_t(readBE32(p));
         break;
+    case ItemType::Int32:
+        out = int64_t(static_cast<int32_t>(readBE32(p)));
+        break;
     case ItemType::Int64:
         out = static_cast<int64_t>(readBE64(p));
         break;
@@ -230,6 +234,11 @@ std::vector<unsigned char> encodeItem(ItemType type, const ItemValue& value)
         if (!number)
             return {};
         writeBE32(p, static_cast<uint32_t>(*number));
+        return out;
+    case ItemType::Int32:
+        if (!signedNumber)
+            return {};
+        writeBE32(p, static_cast<uint32_t>(*signedNumber));
         return out;
     case ItemType::Int64:
         if (!signedNumber)
@@ -332,6 +341,7 @@ std::string describeItem(ItemType type, const ItemBytes& bytes)
     case ItemType::Boolean:
         return std::get<uint64_t>(value) ? "true" : "false";
     case ItemType::Int8:
+    case ItemType::Int32:
     case ItemType::Int64:
         return std::to_string(std::get<int64_t>(value));
     case ItemType::Rational: {
@@ -385,12 +395,12 @@ std::string describeItem(ItemType type, const ItemBytes& bytes)
 bool isNumericItem(ItemType type)
 {
     return type == ItemType::UInt8 || type == ItemType::UInt16 || type == ItemType::UInt32 ||
-           type == ItemType::Int8 || type == ItemType::Int64;
+           type == ItemType::Int8 || type == ItemType::Int32 || type == ItemType::Int64;
 }
 
 const char* itemTypeName(ItemType type)
 {
-    static const char* const names[] = {"UInt8",     "UInt16", "UInt32",    "Int8",           "Int64",
+    static const char* const names[] = {"UInt8",     "UInt16", "UInt32",    "Int8",     "Int32",      "Int64",
                                         "Boolean",   "Rational", "Timestamp", "UL",           "UUID",
                                         "StrongRef", "UMID",   "UTF16String", "ProductVersion", "ULBatch",
                                         "StrongRefBatch", "UInt32Batch", "Bytes"};

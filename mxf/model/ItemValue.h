@@ -17,6 +17,7 @@ enum class ItemType {
     UInt16,
     UInt32,
     Int8,
+    Int32,
     Int64,
     Boolean,
     Rational,

@@ -1,5 +1,6 @@
 #include "mxf/model/SetCatalogue.h"
 
+#include "mxf/model/DescriptorItems.h"
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/Package.h"
 #include "mxf/model/Preface.h"
@@ -50,7 +51,7 @@ const CatalogueRow* rowOf(const CMxf_SM_SetID& id)
 const SetDescription* structuralSetDescription(const CMxf_SM_SetID& id)
 {
     const CatalogueRow* row = rowOf(id);
-    return row ? &row->description() : nullptr;
+    return row ? &row->description() : descriptorDescription(id);
 }
 
 std::unique_ptr<CMxf_SM_BaseSet> newStructuralSet(const CMxf_SM_SetID& id)

@@ -77,6 +77,7 @@ inline ItemValue toItemValue(uint16_t v) { return uint64_t(v); }
 inline ItemValue toItemValue(uint32_t v) { return uint64_t(v); }
 inline ItemValue toItemValue(bool v) { return uint64_t(v ? 1 : 0); }
 inline ItemValue toItemValue(int8_t v) { return int64_t(v); }
+inline ItemValue toItemValue(int32_t v) { return int64_t(v); }
 inline ItemValue toItemValue(int64_t v) { return v; }
 template <class T>
 ItemValue toItemValue(const T& v)
@@ -89,6 +90,7 @@ inline void fromItemValue(const ItemValue& v, uint16_t& m) { m = static_cast<uin
 inline void fromItemValue(const ItemValue& v, uint32_t& m) { m = static_cast<uint32_t>(std::get<uint64_t>(v)); }
 inline void fromItemValue(const ItemValue& v, bool& m) { m = std::get<uint64_t>(v) != 0; }
 inline void fromItemValue(const ItemValue& v, int8_t& m) { m = static_cast<int8_t>(std::get<int64_t>(v)); }
+inline void fromItemValue(const ItemValue& v, int32_t& m) { m = static_cast<int32_t>(std::get<int64_t>(v)); }
 template <class T>
 void fromItemValue(const ItemValue& v, T& m)
 {

@@ -75,10 +75,10 @@ TEST_P(MxfStructuralSets, EverySetReadsWholeAndWritesTheSameBytes)
     for (const MxfMetadataFile::Set& set : file.sets) {
         CMxf_SM_SetID id(set.item.key);
         const SetDescription* description = structuralSetDescription(id);
-        if (!description)
+        std::unique_ptr<CMxf_SM_BaseSet> object = newStructuralSet(id);
+        if (!description || !object)
             continue;
         ++held;
-        std::unique_ptr<CMxf_SM_BaseSet> object = newStructuralSet(id);
         CKlvLocalSet items(set.item);
         std::wstring text;
         EXPECT_EQ(description->fill(*object, items, file.primer, DecodeRules{}, nullptr, text), OK)

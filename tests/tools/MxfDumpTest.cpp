@@ -113,22 +113,16 @@ TEST_P(MxfDump, SetsAndPartitionsAgreeWithMediainfo)
     }
 }
 
-// Every set has its class, and in the sets the model holds every property
-// has its name; ffprobe's identification and package identifiers read the same.
+// Every set has its class and every property its name; ffprobe's
+// identification and package identifiers read the same.
 TEST_P(MxfDump, NoStructuralSetOrPropertyIsUnknown)
 {
     const std::string path = testMedia(GetParam());
     JsonValue dump = dumpJson(path);
-    const std::vector<std::string> structural = {"Preface",      "Identification", "ContentStorage",
-                                                 "MaterialPackage", "SourcePackage", "TimelineTrack",
-                                                 "Sequence",     "SourceClip",     "TimecodeComponent",
-                                                 "EssenceContainerData"};
     std::map<std::string, std::string> values;
     for (const JsonValue& partition : dump["partitions"].items)
         for (const JsonValue& set : partition["sets"].items) {
             EXPECT_NE(set["class"].text, "unknown") << set["key"].text;
-            if (std::find(structural.begin(), structural.end(), set["class"].text) == structural.end())
-                continue;
             for (const JsonValue& property : set["properties"].items) {
                 EXPECT_NE(property["name"].text, "unknown") << set["class"].text << " " << property["label"].text;
                 values[set["class"].text + "." + property["name"].text] = property["value"].text;
@@ -145,6 +139,28 @@ TEST_P(MxfDump, NoStructuralSetOrPropertyIsUnknown)
     umid.erase(std::remove(umid.begin(), umid.end(), '.'), umid.end());
     std::transform(umid.begin(), umid.end(), umid.begin(), ::toupper);
     EXPECT_EQ("0x" + umid, tag("format_tags=material_package_umid"));
+}
+
+// The descriptors' picture size and sound format read as mediainfo reads them.
+TEST_P(MxfDump, DescriptorsAgreeWithMediainfo)
+{
+    const std::string path = testMedia(GetParam());
+    JsonValue dump = dumpJson(path);
+    std::map<std::string, std::string> first;  // the first value of each property name
+    for (const JsonValue& set : dump["partitions"].items[0]["sets"].items)
+        for (const JsonValue& property : set["properties"].items)
+            first.emplace(property["name"].text, property["value"].text);
+    auto mediainfo = [&](const std::string& inform) {
+        std::string out = runCommand("mediainfo --Inform='" + inform + "' " + shellQuote(path));
+        return out.substr(0, out.find('\n'));
+    };
+    EXPECT_EQ(first["DisplayWidth"] + "x" + first["DisplayHeight"], mediainfo("Video;%Width%x%Height%"));
+    const std::string audio = mediainfo("Audio;%Channels% %BitDepth% %SamplingRate%");
+    if (!audio.empty()) {
+        std::string rate = first["AudioSamplingRate"];
+        EXPECT_EQ(first["ChannelCount"] + " " + first["QuantizationBits"] + " " + rate.substr(0, rate.find('/')),
+                  audio);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(FfmpegFiles, MxfDump, ::testing::ValuesIn(ffmpegFiles));
