@@ -435,6 +435,42 @@ TEST(MxfStructuralSets, BadSetsFailCleanly)
     }
 }
 
+// Every tag and length field of every set of an ffmpeg file, in turn set to
+// its largest value, gives a result and no reading past the set.
+TEST(MxfStructuralSets, DamagedFieldsOfRealSetsGiveResults)
+{
+    MxfMetadataFile file(testMedia("mxf_op1a_mpeg2_tc.mxf"));
+    const std::vector<CvResult> allowed = {OK, False, MxfBadKlv, MxfBadBatch, MxfTagNotInPrimer};
+    size_t tried = 0;
+    for (const MxfMetadataFile::Set& set : file.sets) {
+        CMxf_SM_SetID id(set.item.key);
+        if (!newStructuralSet(id))
+            continue;
+        for (uint64_t field = 0; field + 4 <= set.item.length;) {
+            // The set's bytes alone, so that a read past them is a read past the copy.
+            Bytes damaged(set.item.value, set.item.value + set.item.length);
+            const uint64_t itemLength = uint64_t(damaged[field + 2]) << 8 | damaged[field + 3];
+            for (uint64_t at : {field, field + 2}) {
+                Bytes copy = damaged;
+                copy[at] = copy[at + 1] = 0xFF;
+                CKlvItem item;
+                item.key = set.item.key;
+                item.length = copy.size();
+                item.value = copy.data();
+                CKlvLocalSet items(item);
+                std::unique_ptr<CMxf_SM_BaseSet> object = newStructuralSet(id);
+                std::wstring text;
+                CvResult result =
+                    structuralSetDescription(id)->fill(*object, items, file.primer, DecodeRules{}, L"bad", text);
+                EXPECT_NE(std::find(allowed.begin(), allowed.end(), result), allowed.end()) << set.offset;
+                ++tried;
+            }
+            field += 4 + itemLength;
+        }
+    }
+    EXPECT_GT(tried, 100u);
+}
+
 // An item claiming more bytes than its set has ends the set with a failure,
 // and the package given is left as it was.
 TEST(MxfStructuralSets, AnItemLongerThanItsSetFails)
