@@ -392,12 +392,6 @@ std::string describeItem(ItemType type, const ItemBytes& bytes)
     return std::string();
 }
 
-bool isNumericItem(ItemType type)
-{
-    return type == ItemType::UInt8 || type == ItemType::UInt16 || type == ItemType::UInt32 ||
-           type == ItemType::Int8 || type == ItemType::Int32 || type == ItemType::Int64;
-}
-
 const char* itemTypeName(ItemType type)
 {
     static const char* const names[] = {"UInt8",     "UInt16", "UInt32",    "Int8",     "Int32",      "Int64",

@@ -65,8 +65,6 @@ std::vector<unsigned char> encodeItem(ItemType type, const ItemValue& value);
 // The value for people: numbers in decimal, labels dotted, identifiers in
 // 8-4-4-4-12 hex as they stand on the wire, text as UTF-8.
 std::string describeItem(ItemType type, const ItemBytes& bytes);
-// Whether the description is a plain number (unquoted in JSON).
-bool isNumericItem(ItemType type);
 const char* itemTypeName(ItemType type);
 
 // The 16 bytes of an identifier as they stand on the wire, in 8-4-4-4-12 hex.

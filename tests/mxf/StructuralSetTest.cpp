@@ -323,6 +323,50 @@ TEST(MxfStructuralSets, SetsWeWriteAreReadByFfprobeAndMediainfo)
     EXPECT_EQ(timecode.substr(0, timecode.find('\n')), "01:02:03:04");
 }
 
+// A track made here, written with the writer's tags in the writer's order
+// and read back through a primer of those tags, keeps its values.
+TEST(MxfStructuralSets, ATrackWrittenWithTheWritersTagsReadsBack)
+{
+    CMxf_SM_Track track;
+    track.instanceUUID = readGUID(Bytes(16, 0x21).data());
+    track.trackID = 2;
+    track.trackNumber = 0x15010500;
+    track.trackName = L"V1";
+    track.editRate = MXFRATIONAL{30000, 1001};
+    track.origin = 3;
+    track.sequence.instanceUUID = readGUID(Bytes(16, 0x22).data());
+    const SetDescription& description = CMxf_SM_Track::description();
+    std::vector<MXF_TAG2UL> items =
+        description.itemsForTags({0x3C0A, 0x4801, 0x4804, 0x4802, 0x4B01, 0x4B02, 0x4803});
+    ASSERT_EQ(items.size(), 7u);
+    Bytes buffer(512);
+    CMxf_SM_SetID timeline(6);
+    int64_t written = description.write(track, timeline.key(), items, buffer.data(), buffer.size());
+    // Key, 4-byte length; items of 4 + 16, 4 + 4, 4 + 4, 4 + 6, 4 + 8, 4 + 8, 4 + 16.
+    ASSERT_EQ(written, 20 + 20 + 8 + 8 + 10 + 12 + 12 + 20);
+    Bytes tooSmall(size_t(written - 1));
+    EXPECT_EQ(description.write(track, timeline.key(), items, tooSmall.data(), tooSmall.size()), 0);
+
+    CMxf_SM_Primer primer;
+    for (const MXF_TAG2UL& item : items)
+        primer.append(item.tag, item.ul);
+    unsigned char* at = buffer.data();
+    CKlvItem set;
+    ASSERT_TRUE(set.SetKLV(&at));
+    CKlvLocalSet walk(set);
+    SetReadContext context(primer);
+    CMxf_SM_Track read;
+    ASSERT_EQ(readTrack(walk, read, context), OK);
+    EXPECT_EQ(read.instanceUUID, track.instanceUUID);
+    EXPECT_EQ(read.trackID, 2u);
+    EXPECT_EQ(read.trackNumber, 0x15010500u);
+    EXPECT_EQ(read.trackName, L"V1");
+    EXPECT_EQ(read.editRate.numerator, 30000);
+    EXPECT_EQ(read.editRate.denominator, 1001);
+    EXPECT_EQ(read.origin, 3);
+    EXPECT_EQ(read.sequence.instanceUUID, track.sequence.instanceUUID);
+}
+
 // A local set built from items: tag, 2-byte length, value.
 // The key gives the widths of tag and length (2 and 2), nothing more here.
 struct SetBuilder {
