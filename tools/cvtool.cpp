@@ -12,6 +12,7 @@
 #include "tools/Capture.h"
 #include "tools/Follow.h"
 #include "tools/IndexBench.h"
+#include "tools/MxfDump.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
 #include "tools/ReadFrames.h"
@@ -31,7 +32,9 @@ const char* usage =
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
     "                                          read FILE through the plug-in while it is being captured\n"
     "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n"
-    "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n";
+    "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n"
+    "  dump [--json] FILE                      list an MXF file's partitions and header metadata sets with their\n"
+    "                                          properties and package graph\n";
 
 // A frame number written in decimal digits alone.
 bool parseCount(const std::string& text, unsigned& value)
@@ -138,6 +141,15 @@ int main(int argc, char** argv)
     std::string command = argv[arg];
     std::vector<std::string> args(argv + arg + 1, argv + argc);
 
+    // The dump reads the file itself; it needs no plug-in.
+    if (command == "dump") {
+        if (args.size() == 1 && args[0].rfind("--", 0) != 0)
+            return dumpMxf(args[0], false);
+        if (args.size() == 2 && args[0] == "--json")
+            return dumpMxf(args[1], true);
+        std::fputs(usage, stderr);
+        return 2;
+    }
     PluginHost host;
     if (!host.load(library)) {
         std::fprintf(stderr, "cvtool: %s\n", host.error().c_str());

@@ -45,6 +45,19 @@ mpeg2_pcm16_growing.mxf)
     # Long GOPs with B pictures and one audio element per frame, as a capture writes them.
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
         -c:a pcm_s16le -ac 2 $exact -f mxf "$tmp" ;;
+mxf_op1a_mpeg2_tc.mxf)
+    # OP1a: MPEG-2 with PCM and a timecode track, metadata repeated in the footer.
+    ff $(video 320x240 25 1) $(tone 48000 1) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
+        -c:a pcm_s16le -ac 2 -timecode 10:00:00:00 $exact -f mxf "$tmp" ;;
+mxf_opatom_dnxhd.mxf)
+    ff $(video 1920x1080 25 0.2) -c:v dnxhd -b:v 36M -pix_fmt yuv422p $exact -f mxf_opatom "$tmp" ;;
+mxf_d10.mxf)
+    # D-10 (IMX 30): intra MPEG-2 at a constant 30 Mbit/s in 608 lines, AES3 sound.
+    ff $(video 720x608 25 0.4) $(tone 48000 0.4) -c:v mpeg2video -pix_fmt yuv422p -g 1 -b:v 30M -minrate 30M \
+        -maxrate 30M -bufsize 1200000 -rc_init_occupancy 1200000 -c:a pcm_s16le -ac 2 $exact -f mxf_d10 "$tmp" ;;
+mxf_pipe.mxf)
+    # Written to a pipe: no seeking back, so the header partition stays open and incomplete.
+    ff $(video 320x240 25 1) -c:v mpeg2video -pix_fmt yuv422p $exact -f mxf pipe:1 > "$tmp" ;;
 h264_aac.mp4)
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
         -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags +faststart -f mp4 "$tmp" ;;
