@@ -321,6 +321,34 @@ TEST_F(Fragments, RunWithoutDataOffsetFollowsThePreviousRun)
     }
 }
 
+// A movie length in mehd that ends inside the last frame, as packagers that
+// measure it from the last frame's display time write it, still counts that
+// frame.
+TEST_F(Fragments, FragmentDurationEndingInsideTheLastFrame)
+{
+    using movie_bytes::be32;
+    const std::string path = testMedia("frag_implicit_base.mp4");
+    std::string bytes = readFile(path);
+    const unsigned frames = unsigned(videoReference(path).pos.size());
+    auto at = [&](size_t offset) { return readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + offset)); };
+    const size_t mvhd = atomsOf(bytes, "mvhd")[0], moov = atomsOf(bytes, "moov")[0], mvex = atomsOf(bytes, "mvex")[0];
+    ASSERT_TRUE(atomsOf(bytes, "mehd").empty());
+    // Version 0 mvhd: the time scale follows the two dates. The movie runs at 25 frames a second.
+    const uint32_t timeScale = at(mvhd + 20);
+    const std::string mehd = movie_bytes::fullAtom("mehd", 0, be32(timeScale * frames / 25 - timeScale / 100));
+    bytes.insert(mvex + 8, mehd);
+    putBE32(bytes, mvex, at(mvex) + uint32_t(mehd.size()));
+    putBE32(bytes, moov, at(moov) + uint32_t(mehd.size()));
+    // tfra's moof offsets are now wrong; without mfro's length the reader walks.
+    putBE32(bytes, atomsOf(bytes, "mfro")[0] + 12, 0);
+    Opened movie = openBytes(bytes);
+    ASSERT_TRUE(movie.ok());
+    EXPECT_EQ(movie.reader->get_Length(0), frames);
+    IndexEntry entry;
+    EXPECT_EQ(movie.reader->getIndexEntry(frames - 1, entry), OK);
+    EXPECT_EQ(movie.reader->getIndexEntry(frames, entry), HandleEOF);
+}
+
 // Key frames flagged as HLS and DASH packagers flag them: a first sample's
 // flags of 0 (no non-sync bit, dependency unknown) and a default that marks
 // the rest non-sync without saying what they depend on. The key frames are
