@@ -13,8 +13,10 @@ namespace Corvidane::QuickTime {
 struct SampleFlags {
     static unsigned dependsOn(uint32_t flags) { return (flags >> 24) & 3; }
     static unsigned isDependedOn(uint32_t flags) { return (flags >> 22) & 3; }
-    // An I frame that no other frame needs to come first.
-    static bool isSync(uint32_t flags) { return dependsOn(flags) == 2 && !(flags & 0x10000); }
+    // A sample to start decoding at: not marked non-sync, and not said to
+    // depend on others. Writers leave `sample_depends_on` at 0 (unknown) on
+    // key frames as often as they set it to 2.
+    static bool isSync(uint32_t flags) { return dependsOn(flags) != 1 && !(flags & 0x10000); }
 };
 
 // The version byte and the 24 flag bits that follow every full atom's header.

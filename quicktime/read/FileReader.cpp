@@ -399,8 +399,11 @@ unsigned FileReader::get_Length(int stream)
     }
     const MovieExtendsHeader* extends = m_movie.movieExtendsHeader.get();
     if (extends && extends->fragmentDuration && m_movie.movieHeader && m_movie.movieHeader->TimeScale && duration) {
-        double media = double(extends->fragmentDuration) / m_movie.movieHeader->TimeScale * t->mediaHeader->TimeScale;
-        return static_cast<unsigned>(std::min(media / duration, double(UINT32_MAX)));
+        // Rounded up: a duration that ends inside the last sample still counts it.
+        using Wide = unsigned __int128;
+        const Wide media = static_cast<Wide>(extends->fragmentDuration) * t->mediaHeader->TimeScale;
+        const Wide unit = static_cast<Wide>(m_movie.movieHeader->TimeScale) * duration;
+        return static_cast<unsigned>(std::min<Wide>((media + unit - 1) / unit, UINT32_MAX));
     }
     if (t->isVideo())
         return 2160000;

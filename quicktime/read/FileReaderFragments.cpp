@@ -8,17 +8,26 @@ namespace Corvidane::QuickTime {
 
 namespace {
 
-// A fragment's sync samples of a track, sorted, with its first sample and
-// sample count; false when the fragment has no numbered samples of the track.
-bool fragmentSyncSamples(Metadata_moof& moof, uint32_t trackId, std::vector<uint32_t>& sync, uint32_t& first,
+// A fragment's sync samples of a track, with its first sample and sample
+// count; false when the fragment has no numbered samples of the track.
+bool fragmentSyncSamples(Metadata_moof& moof, uint32_t trackId, SyncSampleRanges& sync, uint32_t& first,
                          uint64_t& count)
 {
     sync.clear();
     if (moof.trackSampleStartAndCount(trackId, first, count) != OK || first == Metadata_traf::unset || count == 0)
         return false;
     moof.syncSamples(trackId, sync);
-    std::sort(sync.begin(), sync.end());
     return true;
+}
+
+// A fragment's frames are shown in the order its composition offsets give,
+// less the delay of the track's first fragment: a fragment that starts inside
+// a GOP has no delay of its own to measure.
+void showLikeFirstFragment(Metadata_moof& first, Metadata_moof& moof, uint32_t trackId)
+{
+    int64_t offset = 0;
+    if (first.presentationOffset(trackId, offset) == OK)
+        moof.setPresentationOffset(trackId, offset);
 }
 
 } // namespace
@@ -116,7 +125,12 @@ CvResult FileReader::cacheMoofsTillSampleAcquired(uint32_t trackId, uint32_t sam
     }
     for (;;) {
         if (from) {
-            from->trackSampleStartAndCount(trackId, first, count);
+            // A fragment without the track leaves the numbering where the
+            // track's last fragment put it.
+            uint32_t fromFirst = 0;
+            uint64_t fromCount = 0;
+            if (from->trackSampleStartAndCount(trackId, fromFirst, fromCount) == OK)
+                first = fromFirst, count = fromCount;
             next = from->offset() + from->length();
         }
         Metadata_moof* moof = nullptr;
@@ -127,7 +141,9 @@ CvResult FileReader::cacheMoofsTillSampleAcquired(uint32_t trackId, uint32_t sam
         uint64_t nextFirst = uint64_t(first) + count;
         if (nextFirst >= Metadata_traf::unset || moof->setStartSample(trackId, static_cast<uint32_t>(nextFirst)) != OK)
             continue;
-        m_trackFragments[trackId][static_cast<uint32_t>(nextFirst)] = moof->offset();
+        auto& fragments = m_trackFragments[trackId];
+        fragments[static_cast<uint32_t>(nextFirst)] = moof->offset();
+        showLikeFirstFragment(*m_moofs.at(fragments.begin()->second), *moof, trackId);
         if (sample == Metadata_traf::unset || moof->findIndexEntry(sample, trackId, entry) == OK)
             return OK;
     }
@@ -182,11 +198,12 @@ CvResult FileReader::checkIfRandomAccessible(uint32_t trackId, uint32_t sample, 
     const TrackFragmentRandomAccess* table = mfra ? mfra->findTrackFragmentRandomAccess(trackId) : nullptr;
     if (!table || table->entries.empty())
         return Fail;
+    // A time leads to a sample number only when the samples are of one
+    // duration; the first fragment must bear that out, or the walk decides.
     Metadata_moof* first = firstMoof(trackId);
     uint32_t duration = 0;
-    if (!first || first->trackSampleDuration(trackId, duration) != OK || duration == 0)
+    if (!first || first->trackUniformSampleDuration(trackId, duration) != OK || duration == 0)
         return Fail;
-    // Samples are taken to be of one duration.
     uint64_t time = uint64_t(sample) * duration;
     const auto& entries = table->entries;
     auto after = std::upper_bound(entries.begin(), entries.end(), time,
@@ -206,6 +223,7 @@ CvResult FileReader::checkIfRandomAccessible(uint32_t trackId, uint32_t sample, 
                 continue;
             moof->startSample(trackId, start);
             m_trackFragments[trackId][start] = moof->offset();
+            showLikeFirstFragment(*first, *moof, trackId);
         }
         if (moof->findIndexEntry(sample, trackId, entry) == OK)
             return OK;
@@ -240,9 +258,6 @@ bool FileReader::findFragmentKeyframe(Metadata_Track& track, unsigned frame, boo
     const uint32_t id = track.trackHeader->TrackID;
     const uint64_t start = track.startSample();
     const uint64_t movieFrames = movieSampleCount(track) > start ? movieSampleCount(track) - start : 0;
-    std::vector<uint32_t> sync;
-    uint32_t first = 0;
-    uint64_t count = 0;
     // The answer from a fragment's sync samples, back in frame numbers.
     auto answer = [&](uint64_t sample) {
         if (sample < start)
@@ -250,37 +265,33 @@ bool FileReader::findFragmentKeyframe(Metadata_Track& track, unsigned frame, boo
         keyframe = static_cast<unsigned>(sample - start);
         return true;
     };
+    uint64_t sample = frame + start;
     if (frame < movieFrames) {
         // The samples of moov answer first; going forward past the last of
-        // their key frames, the first key frame of the fragments does.
+        // their key frames, the fragments do.
         if (track.findKeyframe(frame, forward, keyframe))
             return true;
-        Metadata_moof* moof = forward ? firstMoof(id) : nullptr;
-        if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count))
+        if (!forward)
             return false;
-        return answer(sync.empty() ? first : sync.front());
+        sample = start + movieFrames;
     }
     // Each pass moves one fragment on (or back), so the search ends with the
-    // file's fragments, or in moov.
-    uint64_t sample = frame + start;
+    // file's fragments, or in moov. Fragments without a key frame are passed.
+    SyncSampleRanges sync;
+    uint32_t first = 0;
+    uint64_t count = 0, key = 0;
     while (sample < Metadata_traf::unset) {
         Metadata_moof* moof = fragmentHolding(id, static_cast<uint32_t>(sample));
         if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count))
             return false;
-        // A fragment that flags no sync samples holds key frames only.
-        if (sync.empty())
-            return answer(sample);
-        auto at = std::lower_bound(sync.begin(), sync.end(), sample);
         if (forward) {
-            if (at != sync.end())
-                return answer(*at);
+            if (sync.firstFrom(sample, key))
+                return answer(key);
             sample = first + count;
             continue;
         }
-        if (at != sync.end() && *at == sample)
-            return answer(sample);
-        if (at != sync.begin())
-            return answer(*std::prev(at));
+        if (sync.lastUpTo(sample, key))
+            return answer(key);
         if (first <= start + movieFrames)
             return movieFrames > 0 && first == start + movieFrames &&
                    track.findKeyframe(static_cast<unsigned>(movieFrames - 1), false, keyframe);
@@ -292,26 +303,21 @@ bool FileReader::findFragmentKeyframe(Metadata_Track& track, unsigned frame, boo
 int FileReader::fragmentGopLength(Metadata_Track& track)
 {
     const uint32_t id = track.trackHeader->TrackID;
-    std::vector<uint32_t> sync;
+    SyncSampleRanges sync;
     uint32_t first = 0;
-    uint64_t count = 0;
+    uint64_t count = 0, only = 0;
     Metadata_moof* moof = firstMoof(id);
-    if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count) || sync.empty())
+    if (!moof || !fragmentSyncSamples(*moof, id, sync, first, count) || !sync.firstFrom(first, only))
         return 1;
     auto length = [](uint64_t span) { return static_cast<int>(std::clamp<uint64_t>(span, 1, INT32_MAX)); };
-    if (sync.size() >= 2)
-        return length(sync[1] - sync[0]);
-    const uint32_t only = sync[0];
-    // One key frame in the first fragment: the distance to the next
-    // fragment's first, or what moov and the fragment's size tell.
-    uint64_t next = uint64_t(first) + count;
-    std::vector<uint32_t> nextSync;
-    uint32_t nextFirst = 0;
-    uint64_t nextCount = 0;
-    Metadata_moof* following = next < Metadata_traf::unset ? fragmentHolding(id, static_cast<uint32_t>(next)) : nullptr;
-    if (following && fragmentSyncSamples(*following, id, nextSync, nextFirst, nextCount) && !nextSync.empty())
-        return length(nextSync.front() - only);
-    if (!following && track.getLength() > 0 && track.hasSyncSamples() && only > track.firstSyncSample())
+    // The distance to the next key frame, in this fragment or a later one.
+    const uint64_t start = track.startSample();
+    unsigned next = 0;
+    if (only >= start && only - start + 1 < UINT32_MAX &&
+        findFragmentKeyframe(track, static_cast<unsigned>(only - start + 1), true, next))
+        return length(next + start - only);
+    // No later key frame: what moov and the fragment's size tell.
+    if (track.getLength() > 0 && track.hasSyncSamples() && only > track.firstSyncSample())
         return length(only - track.firstSyncSample());
     return length(count);
 }
@@ -330,8 +336,8 @@ CvResult FileReader::fragmentIndexEntry(const Metadata_Track& track, uint64_t sa
             setLastError(result, L"Failed to read essence data, reached end of file.");
         return result;
     }
-    uint64_t end = entry.offset;
-    if (end + entry.size > getSize()) {
+    uint64_t offset = entry.offset;
+    if (offset > getSize() || entry.size > getSize() - offset) {
         setLastError(BadLength, L"Failed to read essence data, sample %llu lies past the end of the file.",
                      static_cast<unsigned long long>(sample));
         return BadLength;

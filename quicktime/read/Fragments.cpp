@@ -65,6 +65,11 @@ uint32_t Metadata_traf::sampleSize(uint64_t index)
         return 0;
     if (runs[run].has(TrackRunSampleList::hasSize))
         return runs[run].samples[inRun].sample_size;
+    return defaultSampleSize();
+}
+
+uint32_t Metadata_traf::defaultSampleSize() const
+{
     return m_header.has(TrackFragmentHeader::hasSize) ? m_header.default_sample_size : m_defaults.default_sample_size;
 }
 
@@ -72,23 +77,38 @@ void Metadata_traf::cacheOffsetsAndSizes()
 {
     if (m_offsetsCached)
         return;
-    uint64_t base = m_header.has(TrackFragmentHeader::hasBaseDataOffset) ? m_header.base_data_offset
-                    : m_header.has(TrackFragmentHeader::defaultBaseIsMoof) ? m_moofOffset
-                                                                            : 0;
+    const uint64_t base = m_header.has(TrackFragmentHeader::hasBaseDataOffset) ? m_header.base_data_offset
+                          : m_header.has(TrackFragmentHeader::defaultBaseIsMoof) ? m_moofOffset
+                                                                                  : m_implicitBase;
+    // A run without a data offset follows the run before it.
+    uint64_t end = base;
     for (const auto& run : runs) {
-        m_runStart.push_back(base + static_cast<uint64_t>(static_cast<int64_t>(run.data_offset)));
+        uint64_t start = run.has(TrackRunSampleList::hasDataOffset)
+                             ? base + static_cast<uint64_t>(static_cast<int64_t>(run.data_offset))
+                             : end;
+        m_runStart.push_back(start);
         std::vector<uint64_t> offsets;
+        uint64_t bytes = 0;
         if (run.has(TrackRunSampleList::hasSize)) {
             offsets.reserve(run.samples.size());
-            uint64_t at = 0;
             for (const auto& sample : run.samples) {
-                offsets.push_back(at);
-                at += sample.sample_size;
+                offsets.push_back(bytes);
+                bytes += sample.sample_size;
             }
+        } else {
+            bytes = uint64_t(run.sampleCount()) * defaultSampleSize();
         }
         m_runOffsets.push_back(std::move(offsets));
+        end = start + bytes;
     }
+    m_dataEnd = end;
     m_offsetsCached = true;
+}
+
+uint64_t Metadata_traf::dataEnd()
+{
+    cacheOffsetsAndSizes();
+    return m_dataEnd;
 }
 
 uint64_t Metadata_traf::sampleOffset(uint64_t index)
@@ -111,6 +131,29 @@ uint32_t Metadata_traf::sampleDuration(uint64_t index)
         return runs[run].samples[inRun].sample_duration;
     return m_header.has(TrackFragmentHeader::hasDuration) ? m_header.default_sample_duration
                                                           : m_defaults.default_sample_duration;
+}
+
+bool Metadata_traf::hasUniformDuration()
+{
+    if (m_uniformity == Uniformity::unknown) {
+        cacheRunStarts();
+        m_uniformity = Uniformity::uniform;
+        const uint32_t first = sampleDuration(0);
+        for (size_t run = 0; run < runs.size() && m_uniformity == Uniformity::uniform; ++run) {
+            const auto& r = runs[run];
+            if (!r.has(TrackRunSampleList::hasDuration)) {
+                if (r.sampleCount() > 0 && sampleDuration(m_runFirst[run]) != first)
+                    m_uniformity = Uniformity::varied;
+                continue;
+            }
+            for (const auto& sample : r.samples)
+                if (sample.sample_duration != first) {
+                    m_uniformity = Uniformity::varied;
+                    break;
+                }
+        }
+    }
+    return m_uniformity == Uniformity::uniform;
 }
 
 int64_t Metadata_traf::sampleCompositionOffset(uint64_t index)
@@ -137,46 +180,41 @@ uint32_t Metadata_traf::sampleFlags(size_t run, uint64_t inRun) const
         return r.samples[inRun].sample_flags;
     if (inRun == 0 && r.has(TrackRunSampleList::hasFirstSampleFlags))
         return r.first_sample_flags;
+    return defaultSampleFlags();
+}
+
+uint32_t Metadata_traf::defaultSampleFlags() const
+{
     return m_header.has(TrackFragmentHeader::hasFlags) ? m_header.default_sample_flags
                                                        : m_defaults.default_sample_flags;
 }
 
-const std::vector<uint32_t>& Metadata_traf::syncSamples()
+const SyncSampleRanges& Metadata_traf::syncSamples()
 {
     if (m_syncCached)
         return m_sync;
     cacheRunStarts();
-    uint64_t first = m_startSample == unset ? 0 : m_startSample;
+    // Every sample has flags: its own, the run's first sample's, or the
+    // defaults of tfhd or trex. A run without flags of its own holds one
+    // flagged sample at most, then samples of the default.
+    const bool defaultIsSync = SampleFlags::isSync(defaultSampleFlags());
     for (size_t run = 0; run < runs.size(); ++run) {
         const auto& r = runs[run];
-        uint64_t examined = r.has(TrackRunSampleList::hasFlags)                ? r.sampleCount()
-                            : r.has(TrackRunSampleList::hasFirstSampleFlags) ? std::min<uint64_t>(1, r.sampleCount())
-                                                                               : 0;
-        for (uint64_t i = 0; i < examined; ++i) {
-            uint64_t sample = first + m_runFirst[run] + i;
-            if (sample < unset && SampleFlags::isSync(sampleFlags(run, i)))
-                m_sync.push_back(static_cast<uint32_t>(sample));
-        }
+        const uint64_t first = m_runFirst[run], count = r.sampleCount();
+        const uint64_t listed = r.has(TrackRunSampleList::hasFlags) ? count : std::min<uint64_t>(1, count);
+        for (uint64_t i = 0; i < listed; ++i)
+            if (SampleFlags::isSync(sampleFlags(run, i)))
+                m_sync.add(first + i, first + i + 1);
+        if (defaultIsSync)
+            m_sync.add(first + listed, first + count);
     }
-    // A walk that found none is not repeated.
-    if (m_sync.empty())
-        m_sync.push_back(unset);
-    m_syncCached = m_startSample != unset;
+    m_syncCached = true;
     return m_sync;
-}
-
-bool Metadata_traf::hasSyncSamples()
-{
-    const auto& sync = syncSamples();
-    return !(sync.size() == 1 && sync[0] == unset);
 }
 
 uint16_t Metadata_traf::getSampleType(uint32_t sample)
 {
-    if (!hasSyncSamples())
-        return FrameIntra;
-    const auto& sync = syncSamples();
-    if (std::binary_search(sync.begin(), sync.end(), sample))
+    if (syncSamples().contains(sample - m_startSample))
         return FrameIntra;
     uint64_t inRun = 0;
     size_t run = findRun(sample - m_startSample, inRun);
@@ -267,6 +305,16 @@ CvResult Metadata_moof::trackSampleDuration(uint32_t trackId, uint32_t& duration
     return Fail;
 }
 
+CvResult Metadata_moof::trackUniformSampleDuration(uint32_t trackId, uint32_t& duration)
+{
+    if (trackSampleDuration(trackId, duration) != OK)
+        return Fail;
+    for (const auto& traf : trafs)
+        if (traf->trackId() == trackId && (!traf->hasUniformDuration() || traf->sampleDuration(0) != duration))
+            return Fail;
+    return OK;
+}
+
 CvResult Metadata_moof::startSample(uint32_t trackId, uint32_t& sample) const
 {
     uint64_t count = 0;
@@ -325,15 +373,32 @@ CvResult Metadata_moof::findIndexEntry(uint32_t sample, uint32_t trackId, IndexE
     return found ? Fail : NotFound;
 }
 
-CvResult Metadata_moof::syncSamples(uint32_t trackId, std::vector<uint32_t>& list)
+CvResult Metadata_moof::presentationOffset(uint32_t trackId, int64_t& offset)
+{
+    for (const auto& traf : trafs)
+        if (traf->trackId() == trackId) {
+            offset = traf->presentationOffset();
+            return OK;
+        }
+    return Fail;
+}
+
+void Metadata_moof::setPresentationOffset(uint32_t trackId, int64_t offset)
+{
+    for (const auto& traf : trafs)
+        if (traf->trackId() == trackId)
+            traf->setPresentationOffset(offset);
+}
+
+CvResult Metadata_moof::syncSamples(uint32_t trackId, SyncSampleRanges& list)
 {
     bool found = false;
     for (const auto& traf : trafs) {
         if (traf->trackId() != trackId)
             continue;
         found = true;
-        if (traf->hasSyncSamples())
-            list.insert(list.end(), traf->syncSamples().begin(), traf->syncSamples().end());
+        if (traf->startSample() != Metadata_traf::unset)
+            list.append(traf->syncSamples(), traf->startSample());
     }
     return found ? OK : Fail;
 }
@@ -369,6 +434,19 @@ CvResult AtomParser_moof::OnAtom(const uint32_t* type, const unsigned char* data
     if (*type == fourCC("traf")) {
         m_moof.trafs.push_back(std::make_unique<Metadata_traf>(m_moof.offset(), m_extends));
         return AtomParser_traf(*m_moof.trafs.back()).Parse(data, length, filename, fileOffset);
+    }
+    return OK;
+}
+
+CvResult AtomParser_moof::OnParseEnd()
+{
+    if (!m_hasHeader)
+        return Unexpected;
+    auto& trafs = m_moof.trafs;
+    for (size_t i = 1; i < trafs.size(); ++i) {
+        const TrackFragmentHeader& header = trafs[i]->header();
+        if (!header.has(TrackFragmentHeader::hasBaseDataOffset) && !header.has(TrackFragmentHeader::defaultBaseIsMoof))
+            trafs[i]->setImplicitBase(trafs[i - 1]->dataEnd());
     }
     return OK;
 }

@@ -6,6 +6,7 @@
 #include "frame/MediaFileReader.h"
 #include "quicktime/atoms/AtomParser.h"
 #include "quicktime/atoms/FragmentAtoms.h"
+#include "quicktime/read/SyncSampleRanges.h"
 
 // The samples of movie fragments. Sample numbers are the track's own, from 0,
 // counting the samples of moov first; a traf learns where its samples start
@@ -17,7 +18,7 @@ public:
     static constexpr uint32_t unset = 0xFFFFFFFF;
 
     Metadata_traf(uint64_t moofOffset, const std::vector<TrackExtends>& defaults)
-        : m_moofOffset(moofOffset), m_extends(defaults)
+        : m_moofOffset(moofOffset), m_implicitBase(moofOffset), m_extends(defaults)
     {
     }
 
@@ -27,13 +28,15 @@ public:
     uint32_t trackId() const { return m_header.track_id; }
     std::vector<TrackRunSampleList> runs;
 
+    // Where the data starts when the tfhd names neither a base offset nor the
+    // moof: the moof for a moof's first traf, else the end of the data of
+    // the traf before it.
+    void setImplicitBase(uint64_t base) { m_implicitBase = base; }
+    // One past the last byte of the traf's samples.
+    uint64_t dataEnd();
+
     uint32_t startSample() const { return m_startSample; }
-    void setStartSample(uint32_t first)
-    {
-        if (first != m_startSample)
-            m_sync.clear(), m_syncCached = false;
-        m_startSample = first;
-    }
+    void setStartSample(uint32_t first) { m_startSample = first; }
     uint64_t sampleCount() const;
     bool holdsSample(uint32_t sample) const;
     // One past the last sample; unset before the start is known.
@@ -43,12 +46,19 @@ public:
     uint64_t sampleOffset(uint64_t index);
     uint32_t sampleDuration(uint64_t index);
     int64_t sampleCompositionOffset(uint64_t index);
+    // Whether every sample lasts as long as the first.
+    bool hasUniformDuration();
     bool hasCompositionOffsets() const;
-    bool hasSyncSamples();
-    // Track sample numbers of the sync samples.
-    const std::vector<uint32_t>& syncSamples();
+    // The sync samples, counted from the traf's first.
+    const SyncSampleRanges& syncSamples();
     uint16_t getSampleType(uint32_t sample);
     int64_t presentationOffset();
+    // Sets the offset a track's first traf found, which holds for all of them.
+    void setPresentationOffset(int64_t offset)
+    {
+        m_presentationOffset = offset;
+        m_presentationCached = true;
+    }
     CvResult getIndexEntry(uint32_t sample, IndexEntry& entry);
     // Samples in the runs before run `number` (from 1).
     uint64_t samplesBeforeRun(uint32_t number) const;
@@ -59,8 +69,11 @@ private:
     void cacheOffsetsAndSizes();
     void cacheRunStarts();
     uint32_t sampleFlags(size_t run, uint64_t inRun) const;
+    uint32_t defaultSampleFlags() const;
+    uint32_t defaultSampleSize() const;
 
     uint64_t m_moofOffset;
+    uint64_t m_implicitBase;
     const std::vector<TrackExtends>& m_extends;
     TrackFragmentHeader m_header;
     TrackExtends m_defaults;
@@ -71,10 +84,12 @@ private:
     std::vector<uint64_t> m_runFirst;
     std::vector<uint64_t> m_runStart;
     std::vector<std::vector<uint64_t>> m_runOffsets;
+    uint64_t m_dataEnd = 0;
     bool m_offsetsCached = false;
     bool m_runsCached = false;
-    std::vector<uint32_t> m_sync;
+    SyncSampleRanges m_sync;
     bool m_syncCached = false;
+    enum class Uniformity { unknown, uniform, varied } m_uniformity = Uniformity::unknown;
     bool m_presentationCached = false;
     int64_t m_presentationOffset = 0;
 };
@@ -91,6 +106,8 @@ public:
     CvResult trackSampleCount(uint32_t trackId, uint64_t& count) const;
     CvResult trackSampleStartAndCount(uint32_t trackId, uint32_t& first, uint64_t& count) const;
     CvResult trackSampleDuration(uint32_t trackId, uint32_t& duration);
+    // The duration of the track's samples here; Fail unless all share it.
+    CvResult trackUniformSampleDuration(uint32_t trackId, uint32_t& duration);
     CvResult startSample(uint32_t trackId, uint32_t& sample) const;
     // Numbers the track's trafs in file order from `first`; Fail when the
     // moof has none of the track or the numbers would pass 32 bits.
@@ -99,7 +116,11 @@ public:
     // `time` is the first of run `trunNumber` of traf `trafNumber`.
     CvResult setStartSampleIndirect(uint32_t trackId, uint32_t trafNumber, uint32_t trunNumber, uint64_t time);
     CvResult findIndexEntry(uint32_t sample, uint32_t trackId, IndexEntry& entry);
-    CvResult syncSamples(uint32_t trackId, std::vector<uint32_t>& list);
+    // Of the track's first traf here.
+    CvResult presentationOffset(uint32_t trackId, int64_t& offset);
+    void setPresentationOffset(uint32_t trackId, int64_t offset);
+    // Adds the sync samples of the track's numbered trafs, in track sample numbers.
+    CvResult syncSamples(uint32_t trackId, SyncSampleRanges& list);
 
 private:
     uint64_t m_offset;
@@ -132,7 +153,7 @@ public:
     {
     }
     CvResult OnAtom(const uint32_t* type, const unsigned char* data, size_t length) override;
-    CvResult OnParseEnd() override { return m_hasHeader ? OK : Unexpected; }
+    CvResult OnParseEnd() override;
 
 private:
     Metadata_moof& m_moof;

@@ -81,6 +81,18 @@ frag_negative_cts.mp4)
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
         -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov+negative_cts_offsets \
         -f mp4 "$tmp" ;;
+frag_separate_moof.mp4)
+    # One moof per track, cut every 0.2 s rather than at key frames, and audio
+    # that ends before the video: most fragments lack a track, many a key frame.
+    ff $(video 320x240 25 4) $(tone 48000 1.5) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags empty_moov+separate_moof -frag_duration 200000 \
+        -f mp4 "$tmp" ;;
+frag_implicit_base.mp4)
+    # No base offset and no default-base-is-moof in any tfhd: the first traf's
+    # data counts from its moof, the second's from the end of the first's.
+    ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags frag_keyframe+empty_moov+omit_tfhd_offset \
+        -f mp4 "$tmp" ;;
 h264_dropframe.mov)
     ff $(video 320x240 30000/1001 3) $(tone 48000 3) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 15 \
         -pix_fmt yuv420p -c:a pcm_s16le -timecode 01:00:00\;00 $exact -f mov "$tmp" ;;

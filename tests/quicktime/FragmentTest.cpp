@@ -6,6 +6,7 @@
 
 #include "frame/FourCC.h"
 #include "quicktime/MediaName.h"
+#include "quicktime/MovieBytes.h"
 #include "quicktime/ProbeJson.h"
 #include "quicktime/QtReaderFixture.h"
 #include "quicktime/atoms/Wire.h"
@@ -45,7 +46,8 @@ TEST_P(FragmentProbeAgreement, PacketsMatchFfprobe)
 
 INSTANTIATE_TEST_SUITE_P(FfmpegFragments, FragmentProbeAgreement,
                          ::testing::Values("frag_empty_moov.mp4", "frag_base_moof.mp4", "frag_no_mfra.mp4",
-                                           "frag_moov_samples.mp4", "frag_negative_cts.mp4"),
+                                           "frag_moov_samples.mp4", "frag_negative_cts.mp4",
+                                           "frag_separate_moof.mp4", "frag_implicit_base.mp4"),
                          mediaTestName);
 
 // File offsets of every atom of a code, looking inside the containers of
@@ -136,13 +138,54 @@ TEST_F(Fragments, JumpAndWalkFindTheSameSamples)
     }
 }
 
+// Fragments of one track each, cut between key frames, with audio that ends
+// fragments before the video does: every sample of both tracks is where
+// ffprobe finds it, whether the samples are read in order or from the far end
+// first.
+TEST_F(Fragments, TracksInFragmentsOfTheirOwn)
+{
+    const std::string path = testMedia("frag_separate_moof.mp4");
+    const std::string bytes = readFile(path);
+    JsonValue probe = ffprobe(path);
+    for (bool farEndFirst : {false, true}) {
+        Opened movie = openBytes(bytes);
+        ASSERT_TRUE(movie.ok());
+        for (int stream : {1, 0}) {
+            SCOPED_TRACE(std::string(farEndFirst ? "far end first" : "in order") + ", stream " +
+                         std::to_string(stream));
+            auto packets = packetsOf(probe, stream);
+            ASSERT_TRUE(isSuccess(movie.reader->essenceOpen(stream)));
+            // Priming that ffprobe flags discardable may be left out by the edit list.
+            IndexEntry start;
+            ASSERT_EQ(movie.reader->getIndexEntry(0, start), OK);
+            size_t skipped = 0;
+            while (skipped < packets.size() && (*packets[skipped])["flags"].text.find('D') != std::string::npos &&
+                   uint64_t((*packets[skipped])["pos"].integer()) != uint64_t(start.offset))
+                ++skipped;
+            const unsigned count = unsigned(packets.size() - skipped);
+            ASSERT_GT(count, 30u);
+            for (unsigned k = 0; k < count; ++k) {
+                unsigned sample = farEndFirst ? count - 1 - k : k;
+                const JsonValue& packet = *packets[skipped + sample];
+                IndexEntry entry;
+                ASSERT_EQ(movie.reader->getIndexEntry(sample, entry), OK) << sample;
+                uint64_t offset = entry.offset;
+                EXPECT_EQ(offset, uint64_t(packet["pos"].integer())) << sample;
+                EXPECT_EQ(entry.size, uint32_t(packet["size"].integer())) << sample;
+            }
+            IndexEntry past;
+            EXPECT_EQ(movie.reader->getIndexEntry(count, past), HandleEOF);
+        }
+    }
+}
+
 // Key frames and GOPs are found across fragment boundaries in both
 // directions, from moov's samples into the fragments and back, whether the
 // fragments are reached by jumps or by walks.
 TEST_F(Fragments, KeyFramesAndGopsSpanFragments)
 {
     for (const char* name : {"frag_empty_moov.mp4", "frag_no_mfra.mp4", "frag_moov_samples.mp4",
-                             "frag_negative_cts.mp4"}) {
+                             "frag_negative_cts.mp4", "frag_separate_moof.mp4"}) {
         SCOPED_TRACE(name);
         std::string path = testMedia(name);
         Reference ref = videoReference(path);
@@ -194,7 +237,7 @@ TEST_F(Fragments, KeyFramesAndGopsSpanFragments)
 
 // A movie with mvex and no fragments yet (a live file's first bytes) has the
 // nominal length and ends at the first read; a tfhd that names neither a base
-// offset nor default-base-is-moof counts data offsets from the file's start.
+// offset nor default-base-is-moof counts data offsets from its moof.
 TEST_F(Fragments, BaseOffsetsAndAMovieWithoutFragments)
 {
     std::string good = readFile(testMedia("frag_base_moof.mp4"));
@@ -218,16 +261,135 @@ TEST_F(Fragments, BaseOffsetsAndAMovieWithoutFragments)
         uint64_t offset = entry.offset;
         EXPECT_EQ(offset, uint64_t(ref.pos[0]));
     }
+    // The first traf of every moof loses default-base-is-moof: its data
+    // still counts from its moof.
     std::string bytes = good;
-    size_t tfhd = atomsOf(bytes, "tfhd", moofs[0])[0];
-    uint32_t flags = readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + tfhd + 8));
-    ASSERT_NE(flags & 0x020000, 0u);
-    putBE32(bytes, tfhd + 8, flags & ~0x020000u);
+    for (size_t moof : moofs) {
+        size_t tfhd = atomsOf(bytes, "tfhd", moof)[0];
+        uint32_t flags = readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + tfhd + 8));
+        ASSERT_NE(flags & 0x020000, 0u);
+        putBE32(bytes, tfhd + 8, flags & ~0x020000u);
+    }
     Opened movie = openBytes(bytes);
+    for (unsigned sample : {0u, 5u, 11u, 12u, 50u, 99u}) {
+        IndexEntry entry;
+        ASSERT_EQ(movie.reader->getIndexEntry(sample, entry), OK) << sample;
+        uint64_t offset = entry.offset;
+        EXPECT_EQ(offset, uint64_t(ref.pos[sample])) << sample;
+    }
+}
+
+// A trun without a data offset starts where the run before it in its traf
+// ends: the first fragment's video run cut in two, the second half without one.
+TEST_F(Fragments, RunWithoutDataOffsetFollowsThePreviousRun)
+{
+    using movie_bytes::be32;
+    const std::string good = readFile(testMedia("frag_base_moof.mp4"));
+    Reference ref = videoReference(testMedia("frag_base_moof.mp4"));
+    auto at = [&](const std::string& b, size_t offset) {
+        return readBE32(reinterpret_cast<const unsigned char*>(b.data() + offset));
+    };
+    const size_t moof = atomsOf(good, "moof")[0], moofLength = at(good, moof);
+    const size_t mdat = moof + moofLength;
+    const size_t trun = atomsOf(good, "trun", moof, mdat)[0], trunLength = at(good, trun);
+    // Count, data offset and first sample's flags, then size and composition offset per sample.
+    ASSERT_EQ(at(good, trun + 8), 0xa05u);
+    const uint32_t count = at(good, trun + 12), half = count / 2;
+    ASSERT_EQ(trunLength, 24 + count * 8u);
+    std::string first = good.substr(trun, 24 + half * 8);
+    putBE32(first, 0, uint32_t(first.size()));
+    putBE32(first, 12, half);
+    std::string second = movie_bytes::fullAtom("trun", 0xa00, be32(count - half) + good.substr(trun + first.size()));
+    const uint32_t grown = uint32_t(first.size() + second.size() - trunLength);
+    std::string bytes = good.substr(0, trun) + first + second + good.substr(trun + trunLength, mdat - trun - trunLength) +
+                        good.substr(mdat, at(good, mdat));
+    // The moof and the traf grow, and the data offsets that count from the moof with them.
+    const size_t newMdat = mdat + grown;
+    putBE32(bytes, moof, at(bytes, moof) + grown);
+    const size_t traf = atomsOf(bytes, "traf", moof, newMdat)[0];
+    putBE32(bytes, traf, at(bytes, traf) + grown);
+    for (size_t run : atomsOf(bytes, "trun", moof, newMdat))
+        if (at(bytes, run + 8) & 1)
+            putBE32(bytes, run + 16, at(bytes, run + 16) + grown);
+    Opened movie = openBytes(bytes);
+    for (unsigned sample = 0; sample < count; ++sample) {
+        IndexEntry entry;
+        ASSERT_EQ(movie.reader->getIndexEntry(sample, entry), OK) << sample;
+        uint64_t offset = entry.offset;
+        EXPECT_EQ(offset, uint64_t(ref.pos[sample]) + grown) << sample;
+        EXPECT_EQ(entry.size, uint32_t(ref.size[sample])) << sample;
+    }
+}
+
+// A movie length in mehd that ends inside the last frame, as packagers that
+// measure it from the last frame's display time write it, still counts that
+// frame.
+TEST_F(Fragments, FragmentDurationEndingInsideTheLastFrame)
+{
+    using movie_bytes::be32;
+    const std::string path = testMedia("frag_implicit_base.mp4");
+    std::string bytes = readFile(path);
+    const unsigned frames = unsigned(videoReference(path).pos.size());
+    auto at = [&](size_t offset) { return readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + offset)); };
+    const size_t mvhd = atomsOf(bytes, "mvhd")[0], moov = atomsOf(bytes, "moov")[0], mvex = atomsOf(bytes, "mvex")[0];
+    ASSERT_TRUE(atomsOf(bytes, "mehd").empty());
+    // Version 0 mvhd: the time scale follows the two dates. The movie runs at 25 frames a second.
+    const uint32_t timeScale = at(mvhd + 20);
+    const std::string mehd = movie_bytes::fullAtom("mehd", 0, be32(timeScale * frames / 25 - timeScale / 100));
+    bytes.insert(mvex + 8, mehd);
+    putBE32(bytes, mvex, at(mvex) + uint32_t(mehd.size()));
+    putBE32(bytes, moov, at(moov) + uint32_t(mehd.size()));
+    // tfra's moof offsets are now wrong; without mfro's length the reader walks.
+    putBE32(bytes, atomsOf(bytes, "mfro")[0] + 12, 0);
+    Opened movie = openBytes(bytes);
+    ASSERT_TRUE(movie.ok());
+    EXPECT_EQ(movie.reader->get_Length(0), frames);
     IndexEntry entry;
-    ASSERT_EQ(movie.reader->getIndexEntry(0, entry), OK);
-    uint64_t offset = entry.offset;
-    EXPECT_EQ(offset, uint64_t(ref.pos[0]) - moofs[0]);
+    EXPECT_EQ(movie.reader->getIndexEntry(frames - 1, entry), OK);
+    EXPECT_EQ(movie.reader->getIndexEntry(frames, entry), HandleEOF);
+}
+
+// Key frames flagged as HLS and DASH packagers flag them: a first sample's
+// flags of 0 (no non-sync bit, dependency unknown) and a default that marks
+// the rest non-sync without saying what they depend on. The key frames are
+// the ones ffprobe finds in the same bytes, not every sample.
+TEST_F(Fragments, KeyFramesByTheAbsenceOfTheNonSyncBit)
+{
+    std::string bytes = readFile(testMedia("frag_empty_moov.mp4"));
+    auto at = [&](size_t offset) { return readBE32(reinterpret_cast<const unsigned char*>(bytes.data() + offset)); };
+    unsigned rewritten = 0;
+    for (size_t trun : atomsOf(bytes, "trun"))
+        if (at(trun + 8) & 0x4) {
+            // The first sample's flags follow the count and the data offset.
+            ASSERT_EQ(at(trun + 8) & 0x1, 1u);
+            putBE32(bytes, trun + 20, 0);
+            ++rewritten;
+        }
+    for (size_t tfhd : atomsOf(bytes, "tfhd")) {
+        uint32_t flags = at(tfhd + 8);
+        if (!(flags & 0x20))
+            continue;
+        // Base offset, description index, duration and size come before the default flags.
+        size_t field = tfhd + 16 + (flags & 0x1 ? 8 : 0) + (flags & 0x2 ? 4 : 0) + (flags & 0x8 ? 4 : 0) +
+                       (flags & 0x10 ? 4 : 0);
+        if (at(field) == 0x01010000)
+            putBE32(bytes, field, 0x00010000);
+    }
+    ASSERT_GT(rewritten, 3u);
+    const std::string path = m_dir.file("hls_flags.mp4");
+    writeFile(path, bytes);
+    JsonValue theirs = ffprobe(path);
+    compareVideoPackets(theirs, cvtoolProbe(path), 0);
+    Reference ref = videoReference(path);
+    ASSERT_GE(ref.keys.size(), 3u);
+    ASSERT_LT(ref.keys.size(), ref.pos.size() / 2);
+    Opened movie = openPath(path);
+    ASSERT_TRUE(movie.ok());
+    ASSERT_TRUE(isSuccess(movie.reader->essenceOpen(0)));
+    EXPECT_EQ(movie.reader->getGopLength(0), int(ref.keys[1] - ref.keys[0]));
+    unsigned key = 0;
+    EXPECT_TRUE(movie.reader->findKeyframe(ref.keys[2] - 1, false, key));
+    EXPECT_EQ(key, ref.keys[1]);
 }
 
 TEST_F(Fragments, UnfragmentedMovieIsNotFragmented)
