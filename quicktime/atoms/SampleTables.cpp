@@ -76,6 +76,30 @@ uint32_t Time2SampleList::getSampleDuration(uint32_t sample) const
     return find(sample, at) ? m_items[at.entry]->duration : 0;
 }
 
+uint64_t Time2SampleList::startTime(uint64_t sample) const
+{
+    RunPosition at;
+    if (!find(sample, at))
+        return totalDuration();
+    return at.timeBefore + (sample - at.samplesBefore) * m_items[at.entry]->duration;
+}
+
+uint64_t Time2SampleList::samplesStartingBefore(uint64_t time) const
+{
+    buildSums();
+    // The first run that ends at or after the time holds the first sample
+    // that doesn't start before it; every run ahead of it ends before it.
+    size_t entry = static_cast<size_t>(std::lower_bound(m_endTime.begin(), m_endTime.end(), time) - m_endTime.begin());
+    if (entry >= m_items.size())
+        return totalSamples();
+    uint64_t samples = entry ? m_endSample[entry - 1] : 0;
+    uint64_t before = entry ? m_endTime[entry - 1] : 0;
+    uint32_t duration = m_items[entry]->duration;
+    if (time <= before || duration == 0)
+        return samples;
+    return samples + (time - before + duration - 1) / duration;
+}
+
 uint64_t Time2SampleList::totalSamples() const
 {
     buildSums();

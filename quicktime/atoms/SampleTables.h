@@ -60,6 +60,11 @@ public:
     uint32_t getSampleTime(uint32_t sample) const;
     // The duration of the run that holds the sample, 0 past the table.
     uint32_t getSampleDuration(uint32_t sample) const;
+    // Media time at which a sample starts, 64-bit; the table's end for a
+    // sample at or past it.
+    uint64_t startTime(uint64_t sample) const;
+    // How many samples start before a media time.
+    uint64_t samplesStartingBefore(uint64_t time) const;
     uint64_t totalSamples() const;
     uint64_t totalDuration() const;
 
