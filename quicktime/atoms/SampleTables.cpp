@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace Corvidane::QuickTime {
 
@@ -33,6 +34,22 @@ void EditListItem::write(unsigned char* p) const
     writeBE32(p, trackDuration);
     writeBE32(p + 4, mediaTime);
     writeBE32(p + 8, floatToFixed16(rate));
+}
+
+size_t EditList::AddItem(EditListItem** item, const unsigned char* data, size_t length)
+{
+    if (!isVersion1())
+        return QTRecordList::AddItem(item, data, length);
+    if (length < wideEntrySize)
+        return 0;
+    uint64_t duration = readBE64(data);
+    auto mediaTime = static_cast<int64_t>(readBE64(data + 8));
+    auto edit = std::make_unique<EditListItem>();
+    edit->trackDuration = static_cast<uint32_t>(std::min<uint64_t>(duration, UINT32_MAX));
+    edit->mediaTime = mediaTime < 0 ? 0xFFFFFFFF : static_cast<uint32_t>(std::min<uint64_t>(mediaTime, 0xFFFFFFFE));
+    edit->rate = fixed16ToFloat(readBE32(data + 16));
+    *item = edit.release();
+    return wideEntrySize;
 }
 
 void Time2SampleList::buildSums() const

@@ -103,9 +103,18 @@ private:
 };
 
 // elst: empty edits (media time 0xFFFFFFFF) are dropped as they are parsed.
+// Version 1 entries carry 64-bit times; they are held in the 32-bit fields,
+// a time too large for them held at the largest one that is not an empty edit.
 class EditList : public QTRecordList<EditListItem> {
 public:
+    size_t AddItem(EditListItem** item, const unsigned char* data, size_t length) override;
     bool isValid(const EditListItem* item) const override { return item->mediaTime != 0xFFFFFFFF; }
+
+protected:
+    size_t itemWireSize() const override { return isVersion1() ? wideEntrySize : EditListItem::wireSize; }
+
+private:
+    static constexpr size_t wideEntrySize = 20;
 };
 
 } // namespace Corvidane::QuickTime
