@@ -316,15 +316,18 @@ bool Metadata_Track::chunkOffset(uint64_t chunk, uint64_t& offset)
         if (isTimecode() && chunk >= chunkOffsets->entriesPresent())
             chunk = 0;
         unsigned value = 0;
-        bool read = chunk <= UINT32_MAX && chunkOffsets->getItem(static_cast<uint32_t>(chunk), value);
-        offset = read ? value : 0;
+        // A chunk past the table holds no sample.
+        if (chunk > UINT32_MAX || !chunkOffsets->getItem(static_cast<uint32_t>(chunk), value))
+            return false;
+        offset = value;
         // An offset of 0 counts from the start of this file, which an
         // external essence file can't use.
         return offset != 0 || m_essenceFile.empty();
     }
     unsigned long value = 0;
-    bool read = chunk <= UINT32_MAX && chunkOffsets64->getItem(static_cast<uint32_t>(chunk), value);
-    offset = read ? value : 0;
+    if (chunk > UINT32_MAX || !chunkOffsets64->getItem(static_cast<uint32_t>(chunk), value))
+        return false;
+    offset = value;
     // In a 64-bit table it is the other way round: 0 is only usable as an
     // offset into an external essence file.
     return offset != 0 || !m_essenceFile.empty();
