@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace Corvidane::QuickTime {
 
@@ -33,6 +34,22 @@ void EditListItem::write(unsigned char* p) const
     writeBE32(p, trackDuration);
     writeBE32(p + 4, mediaTime);
     writeBE32(p + 8, floatToFixed16(rate));
+}
+
+size_t EditList::AddItem(EditListItem** item, const unsigned char* data, size_t length)
+{
+    if (!isVersion1())
+        return QTRecordList::AddItem(item, data, length);
+    if (length < wideEntrySize)
+        return 0;
+    uint64_t duration = readBE64(data);
+    auto mediaTime = static_cast<int64_t>(readBE64(data + 8));
+    auto edit = std::make_unique<EditListItem>();
+    edit->trackDuration = static_cast<uint32_t>(std::min<uint64_t>(duration, UINT32_MAX));
+    edit->mediaTime = mediaTime < 0 ? 0xFFFFFFFF : static_cast<uint32_t>(std::min<uint64_t>(mediaTime, 0xFFFFFFFE));
+    edit->rate = fixed16ToFloat(readBE32(data + 16));
+    *item = edit.release();
+    return wideEntrySize;
 }
 
 void Time2SampleList::buildSums() const
@@ -74,6 +91,30 @@ uint32_t Time2SampleList::getSampleDuration(uint32_t sample) const
 {
     RunPosition at;
     return find(sample, at) ? m_items[at.entry]->duration : 0;
+}
+
+uint64_t Time2SampleList::startTime(uint64_t sample) const
+{
+    RunPosition at;
+    if (!find(sample, at))
+        return totalDuration();
+    return at.timeBefore + (sample - at.samplesBefore) * m_items[at.entry]->duration;
+}
+
+uint64_t Time2SampleList::samplesStartingBefore(uint64_t time) const
+{
+    buildSums();
+    // The first run that ends at or after the time holds the first sample
+    // that doesn't start before it; every run ahead of it ends before it.
+    size_t entry = static_cast<size_t>(std::lower_bound(m_endTime.begin(), m_endTime.end(), time) - m_endTime.begin());
+    if (entry >= m_items.size())
+        return totalSamples();
+    uint64_t samples = entry ? m_endSample[entry - 1] : 0;
+    uint64_t before = entry ? m_endTime[entry - 1] : 0;
+    uint32_t duration = m_items[entry]->duration;
+    if (time <= before || duration == 0)
+        return samples;
+    return samples + (time - before + duration - 1) / duration;
 }
 
 uint64_t Time2SampleList::totalSamples() const

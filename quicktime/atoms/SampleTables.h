@@ -60,6 +60,11 @@ public:
     uint32_t getSampleTime(uint32_t sample) const;
     // The duration of the run that holds the sample, 0 past the table.
     uint32_t getSampleDuration(uint32_t sample) const;
+    // Media time at which a sample starts, 64-bit; the table's end for a
+    // sample at or past it.
+    uint64_t startTime(uint64_t sample) const;
+    // How many samples start before a media time.
+    uint64_t samplesStartingBefore(uint64_t time) const;
     uint64_t totalSamples() const;
     uint64_t totalDuration() const;
 
@@ -98,9 +103,18 @@ private:
 };
 
 // elst: empty edits (media time 0xFFFFFFFF) are dropped as they are parsed.
+// Version 1 entries carry 64-bit times; they are held in the 32-bit fields,
+// a time too large for them held at the largest one that is not an empty edit.
 class EditList : public QTRecordList<EditListItem> {
 public:
+    size_t AddItem(EditListItem** item, const unsigned char* data, size_t length) override;
     bool isValid(const EditListItem* item) const override { return item->mediaTime != 0xFFFFFFFF; }
+
+protected:
+    size_t itemWireSize() const override { return isVersion1() ? wideEntrySize : EditListItem::wireSize; }
+
+private:
+    static constexpr size_t wideEntrySize = 20;
 };
 
 } // namespace Corvidane::QuickTime

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <algorithm>
+#include <map>
 
 #include "frame/FourCC.h"
 
@@ -157,6 +158,67 @@ uint64_t Metadata_Track::getTrackDuration() const
     return duration * mediaHeader->TimeScale / m_movieTimeScale;
 }
 
+uint64_t Metadata_Track::tableSampleCount() const
+{
+    uint64_t count = timeToSample ? timeToSample->totalSamples() : 0;
+    if (sampleSizes)
+        count = std::min<uint64_t>(count, sampleSizes->isFixedSampleSize() ? sampleSizes->getEntriesOnDisk()
+                                                                          : sampleSizes->entriesPresent());
+    return count;
+}
+
+uint64_t Metadata_Track::presentedAudioSamples() const
+{
+    uint64_t end = tableSampleCount();
+    if (editList) {
+        uint64_t from = getEditListMediaTime();
+        if (from >= timeToSample->totalDuration())
+            return 0;
+        // The edit's length in media units, rounded up: a sample that starts
+        // inside its last fraction of a unit is still shown.
+        uint64_t shown = static_cast<uint64_t>(getEditListTrackDuration()) * mediaHeader->TimeScale;
+        if (m_movieTimeScale)
+            shown = (shown + m_movieTimeScale - 1) / m_movieTimeScale;
+        // An edit that reaches the table's end shows the rest of it, samples
+        // of no duration at the very end included.
+        if (from + shown < timeToSample->totalDuration())
+            end = std::min(end, timeToSample->samplesStartingBefore(from + shown));
+    }
+    return end > m_startSample ? end - m_startSample : 0;
+}
+
+// Sound comes in packets of one duration, give or take a first packet that
+// carries priming or a last one cut short: the scale is the duration that
+// most of the packets shown have, and the length the packets shown.
+bool Metadata_Track::getAudioRateAndScale(int& rate, int& scale)
+{
+    uint64_t count = presentedAudioSamples();
+    if (count == 0)
+        return false;
+    uint64_t first = m_startSample, end = first + count;
+    RunPosition from, to;
+    if (!timeToSample->find(first, from) || !timeToSample->find(end - 1, to))
+        return false;
+    std::map<uint32_t, uint64_t> samplesByDuration;
+    for (size_t i = from.entry; i <= to.entry; ++i) {
+        const Time2SampleItem& run = *timeToSample->item(i);
+        m_minSampleDuration = std::min(m_minSampleDuration, run.duration);
+        m_maxSampleDuration = std::max(m_maxSampleDuration, run.duration);
+        // Only the part of the first and the last run that is shown counts.
+        uint64_t runStart = i == from.entry ? first - from.samplesBefore : 0;
+        uint64_t runEnd = i == to.entry ? end - to.samplesBefore : run.count;
+        if (run.duration)
+            samplesByDuration[run.duration] += runEnd - runStart;
+    }
+    auto most = std::max_element(samplesByDuration.begin(), samplesByDuration.end(),
+                                 [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (most == samplesByDuration.end() || most->first > INT_MAX)
+        return false;
+    rate = static_cast<int>(mediaHeader->TimeScale);
+    scale = static_cast<int>(most->first);
+    return true;
+}
+
 bool Metadata_Track::getRateAndScale(int& rate, int& scale)
 {
     if (isTimecode()) {
@@ -167,6 +229,8 @@ bool Metadata_Track::getRateAndScale(int& rate, int& scale)
     }
     if (!mediaHeader || !timeToSample)
         return false;
+    if (isAudio())
+        return getAudioRateAndScale(rate, scale);
     const int64_t D = static_cast<int64_t>(getTrackDuration());
     const int64_t m = getEditListMediaTime();
     uint64_t samples = 0, time = 0;
@@ -216,7 +280,12 @@ uint32_t Metadata_Track::getLength()
 {
     if (!m_haveLength) {
         int rate = 0, scale = 0;
-        m_length = getRateAndScale(rate, scale) && scale > 0 ? static_cast<uint32_t>(getTrackDuration() / scale) : 0;
+        if (!getRateAndScale(rate, scale) || scale <= 0)
+            m_length = 0;
+        else if (isAudio())
+            m_length = static_cast<uint32_t>(presentedAudioSamples());
+        else
+            m_length = static_cast<uint32_t>(getTrackDuration() / scale);
         m_haveLength = true;
     }
     return m_length;
@@ -230,6 +299,10 @@ uint32_t Metadata_Track::getSampleLength()
                               ? static_cast<uint32_t>(getTrackMediaDuration() / scale)
                               : 0;
         m_sampleLength = length == getLength() ? length + 2 : length;
+        // Every sample shown can be read, also where the edit runs past the
+        // media's duration.
+        m_sampleLength = static_cast<uint32_t>(
+            std::max<uint64_t>(m_sampleLength, uint64_t(m_startSample) + getLength()));
         m_haveSampleLength = true;
     }
     return m_sampleLength;
@@ -243,15 +316,18 @@ bool Metadata_Track::chunkOffset(uint64_t chunk, uint64_t& offset)
         if (isTimecode() && chunk >= chunkOffsets->entriesPresent())
             chunk = 0;
         unsigned value = 0;
-        bool read = chunk <= UINT32_MAX && chunkOffsets->getItem(static_cast<uint32_t>(chunk), value);
-        offset = read ? value : 0;
+        // A chunk past the table holds no sample.
+        if (chunk > UINT32_MAX || !chunkOffsets->getItem(static_cast<uint32_t>(chunk), value))
+            return false;
+        offset = value;
         // An offset of 0 counts from the start of this file, which an
         // external essence file can't use.
         return offset != 0 || m_essenceFile.empty();
     }
     unsigned long value = 0;
-    bool read = chunk <= UINT32_MAX && chunkOffsets64->getItem(static_cast<uint32_t>(chunk), value);
-    offset = read ? value : 0;
+    if (chunk > UINT32_MAX || !chunkOffsets64->getItem(static_cast<uint32_t>(chunk), value))
+        return false;
+    offset = value;
     // In a 64-bit table it is the other way round: 0 is only usable as an
     // offset into an external essence file.
     return offset != 0 || !m_essenceFile.empty();

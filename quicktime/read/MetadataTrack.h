@@ -94,6 +94,12 @@ public:
     std::unique_ptr<SyncSampleList> partialSyncSamples;
 
 private:
+    // Samples that both the time table and the size table hold.
+    uint64_t tableSampleCount() const;
+    // The sound samples an edit shows, from startSample on: every one that
+    // starts before the edit ends, so a sample cut by the end is kept whole.
+    uint64_t presentedAudioSamples() const;
+    bool getAudioRateAndScale(int& rate, int& scale);
     // The chunk's offset; false when the track's tables give none.
     bool chunkOffset(uint64_t chunk, uint64_t& offset);
     // Bytes before a sample in its chunk: the sum of the sizes of the samples

@@ -113,6 +113,11 @@ aac_only.m4a)
 h264_only.m4v)
     ff $(video 160x120 25 2) -c:v libx264 -threads 1 -preset veryfast -bf 0 -g 25 -pix_fmt yuv420p $exact \
         -f mp4 "$tmp" ;;
+aac_after_video.mp4)
+    # Sound that starts 0.3 s into the movie: an empty edit in front of an
+    # edit that runs a little past the sound's own duration.
+    ff $(video 160x120 25 1) -itsoffset 0.3 $(tone 44100 0.77) -map 0 -map 1 -c:v libx264 -threads 1 \
+        -preset veryfast -bf 0 -pix_fmt yuv420p -c:a aac -b:a 64k -ac 2 $exact -f mp4 "$tmp" ;;
 camera_proxy.lrv)
     ff $(video 160x120 30 2) $(tone 48000 2) -c:v libx264 -threads 1 -preset veryfast -bf 1 -g 30 \
         -pix_fmt yuv420p -c:a aac -b:a 64k -ac 2 $exact -f mp4 "$tmp" ;;

@@ -11,12 +11,6 @@ using Corvidane::IndexEntry;
 
 namespace {
 
-std::string twosEntry()
-{
-    return atom("twos", std::string(6, '\0') + be16(1) + be16(0) + be16(0) + be32(0) + be16(2) + be16(16) + be16(0) +
-                            be16(0) + be32(48000u << 16));
-}
-
 class QuickTimeAudioAndTimecode : public QtReaderFixture {};
 
 // 16-bit stereo PCM whose stsz counts single bytes, as old writers do: the
@@ -30,7 +24,7 @@ TEST_F(QuickTimeAudioAndTimecode, PcmRunsAreReadChunkByChunk)
     t.handler = "soun";
     t.timeScale = 48000;
     t.sampleDuration = 1;
-    t.sampleEntry = twosEntry();
+    t.sampleEntry = soundEntry("twos", 2, 16, 48000);
     t.sizes.assign(250, 1);
     t.constantSize = 1;
     t.chunkRuns = {1, 100, 1, 3, 50, 1};

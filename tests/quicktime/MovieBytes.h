@@ -74,6 +74,13 @@ inline std::string videoEntry(const std::string& format, uint16_t width, uint16_
     return atom(format, body);
 }
 
+// A version 0 sound description.
+inline std::string soundEntry(const std::string& format, uint16_t channels, uint16_t bits, uint32_t rate)
+{
+    return atom(format, std::string(6, '\0') + be16(1) + be16(0) + be16(0) + be32(0) + be16(channels) + be16(bits) +
+                            be16(0) + be16(0) + be32(rate << 16));
+}
+
 inline std::string stsd(const std::string& entries, uint32_t count = 1)
 {
     return fullAtom("stsd", 0, be32(count) + entries);
