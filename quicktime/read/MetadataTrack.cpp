@@ -136,6 +136,61 @@ void Metadata_Track::findStartSample()
         m_startSample -= m_compositionStart;
 }
 
+void Metadata_Track::startAtKeyFrame()
+{
+    if (!isVideo() || !editList || !timeToSample)
+        return;
+    // The first frame in decode order that is still on screen when the edit
+    // starts; frames coded before it may only be needed to decode it.
+    const int64_t editStart = getEditListMediaTime();
+    const uint64_t total = tabledSampleCount();
+    uint64_t first = 0;
+    while (first < total && compositionTime(first) + getSampleDuration(static_cast<uint32_t>(first)) <= editStart)
+        ++first;
+    if (first == total)
+        return;
+    uint32_t key = 0;
+    m_startSample = findKeyframe(static_cast<uint32_t>(first), false, key) ? key : 0;
+}
+
+uint64_t Metadata_Track::tabledSampleCount() const
+{
+    if (!timeToSample)
+        return 0;
+    uint64_t count = timeToSample->totalSamples();
+    if (sampleSizes)
+        count = std::min<uint64_t>(count, sampleSizes->isFixedSampleSize() ? sampleSizes->getEntriesOnDisk()
+                                                                            : sampleSizes->entriesPresent());
+    return std::min<uint64_t>(count, UINT32_MAX);
+}
+
+int64_t Metadata_Track::compositionTime(uint64_t sample) const
+{
+    RunPosition at;
+    if (!timeToSample || !timeToSample->find(sample, at))
+        return INT64_MAX;
+    // Damaged tables may sum past 63 bits; such times sort last.
+    unsigned __int128 decode =
+        at.timeBefore + static_cast<unsigned __int128>(sample - at.samplesBefore) * timeToSample->item(at.entry)->duration;
+    if (decode > INT64_MAX / 2)
+        return INT64_MAX / 2;
+    int32_t offset = compositionOffsets ? static_cast<int32_t>(getSampleOffset(static_cast<uint32_t>(sample))) : 0;
+    return static_cast<int64_t>(decode) + offset;
+}
+
+uint32_t Metadata_Track::countShownSamples() const
+{
+    uint64_t end = tabledSampleCount();
+    if (editList) {
+        // A frame that starts before the edit ends is shown, the last one in
+        // part; frames coded after it but shown earlier are counted with it.
+        const int64_t editEnd = int64_t(getEditListMediaTime()) + static_cast<int64_t>(getTrackDuration());
+        while (end > m_startSample && compositionTime(end - 1) >= editEnd)
+            --end;
+    }
+    return end > m_startSample ? static_cast<uint32_t>(end - m_startSample) : 0;
+}
+
 uint64_t Metadata_Track::getTrackMediaDuration() const
 {
     if (!mediaHeader)
@@ -162,6 +217,10 @@ bool Metadata_Track::getRateAndScale(int& rate, int& scale)
     if (isTimecode()) {
         const TimecodeDescriptor* timecode = getTimecodeDescriptor();
         rate = timecode ? timecode->NumberOfFrames : 0;
+        // Drop frame counts 30 (or 60) labels a second; some writers put the
+        // 29.97 (59.94) rate's whole part instead.
+        if (timecode && (timecode->Flags & 1) && (rate == 29 || rate == 59))
+            ++rate;
         scale = 1;
         return true;
     }
@@ -216,7 +275,12 @@ uint32_t Metadata_Track::getLength()
 {
     if (!m_haveLength) {
         int rate = 0, scale = 0;
-        m_length = getRateAndScale(rate, scale) && scale > 0 ? static_cast<uint32_t>(getTrackDuration() / scale) : 0;
+        // Durations vary and edits end inside frames: pictures and data are
+        // counted in the tables, not divided out of a duration.
+        if (!isAudio() && !isTimecode())
+            m_length = countShownSamples();
+        else
+            m_length = getRateAndScale(rate, scale) && scale > 0 ? static_cast<uint32_t>(getTrackDuration() / scale) : 0;
         m_haveLength = true;
     }
     return m_length;
@@ -274,6 +338,10 @@ bool Metadata_Track::getSampleOffsetAndSize2(uint32_t sample, uint64_t& offset, 
 {
     if (!sampleToChunk || !sampleSizes || (!chunkOffsets && !chunkOffsets64))
         return false;
+    // A timecode track addresses frames past its short tables: they read its
+    // first sample, whether its sizes are a constant or a list.
+    if (isTimecode() && !sampleSizes->isFixedSampleSize() && sample >= sampleSizes->entriesPresent())
+        sample = 0;
     size = sampleSizes->get_SampleSize(sample);
     if (size == 0)
         return false;

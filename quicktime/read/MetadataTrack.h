@@ -57,6 +57,9 @@ public:
     // After the movie atom is parsed.
     void combineSyncSampleLists();
     void findStartSample();
+    // A picture track starts at the key frame that the edit's first shown
+    // frame needs, so every shown frame can be decoded.
+    void startAtKeyFrame();
     uint32_t startSample() const { return m_startSample; }
     uint32_t compositionStart() const { return m_compositionStart; }
 
@@ -100,6 +103,14 @@ private:
     // ahead of it, carried on from the last lookup in the same chunk.
     uint64_t bytesBefore(uint64_t chunk, uint32_t firstSampleOfChunk, uint32_t sample);
     std::vector<SyncSampleItem>::const_iterator firstSyncAtOrAfter(uint32_t sample) const;
+    // The samples that both the time and the size table describe.
+    uint64_t tabledSampleCount() const;
+    // When a sample is shown, in media time: its decode time plus its
+    // composition offset.
+    int64_t compositionTime(uint64_t sample) const;
+    // The samples from the start sample through the last one, in decode
+    // order, that is shown before the edit ends.
+    uint32_t countShownSamples() const;
 
     bool m_mp4;
     uint32_t m_movieTimeScale;
