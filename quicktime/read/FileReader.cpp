@@ -710,27 +710,17 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     entry.presentationIndex = sample;
     entry.decodeIndex = sample;
     entry.frameType = FrameIntra;
-    // Types, durations and offsets are the tables' own, of the sample in the
-    // track, not of its frame number behind the start sample.
+    // The frame type is that of the sample in the track, not of its frame
+    // number behind the start sample.
     const uint32_t real = sample + t.startSample();
     if (t.hasSyncSamples()) {
         uint32_t previous = 0;
         entry.frameType = t.getFrameType(real, previous);
     }
-    if (t.hasSampleTimeInfo()) {
-        uint32_t d = t.getSampleDuration(real);
-        if (!t.timeToSample || real >= t.timeToSample->totalSamples())
-            d = 1;
-        uint32_t start = t.compositionStart();
-        if (d == 0) {
-            if (start <= sample)
-                entry.presentationIndex = sample - start;
-            return OK;
-        }
-        int64_t p = static_cast<int32_t>(t.getSampleOffset(real)) / static_cast<int64_t>(d) + sample;
-        if (start <= p)
-            entry.presentationIndex = static_cast<uint32_t>(p - start);
-    }
+    // Display order is the order of composition times.
+    uint32_t rank = 0;
+    if (t.hasSampleTimeInfo() && t.getPresentationRank(sample, rank))
+        entry.presentationIndex = rank;
     return OK;
 }
 

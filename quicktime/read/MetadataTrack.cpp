@@ -191,6 +191,28 @@ uint32_t Metadata_Track::countShownSamples() const
     return end > m_startSample ? static_cast<uint32_t>(end - m_startSample) : 0;
 }
 
+bool Metadata_Track::getPresentationRank(uint32_t frame, uint32_t& rank)
+{
+    if (!m_haveRanks) {
+        // Sorted once: durations that vary from frame to frame make any
+        // arithmetic on one frame's offset and duration miss its place.
+        const uint64_t total = tabledSampleCount();
+        std::vector<std::pair<int64_t, uint32_t>> shown;
+        shown.reserve(total > m_startSample ? total - m_startSample : 0);
+        for (uint64_t sample = m_startSample; sample < total; ++sample)
+            shown.emplace_back(compositionTime(sample), static_cast<uint32_t>(sample - m_startSample));
+        std::sort(shown.begin(), shown.end());
+        m_ranks.resize(shown.size());
+        for (size_t i = 0; i < shown.size(); ++i)
+            m_ranks[shown[i].second] = static_cast<uint32_t>(i);
+        m_haveRanks = true;
+    }
+    if (frame >= m_ranks.size())
+        return false;
+    rank = m_ranks[frame];
+    return true;
+}
+
 uint64_t Metadata_Track::getTrackMediaDuration() const
 {
     if (!mediaHeader)

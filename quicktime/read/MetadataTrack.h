@@ -61,7 +61,6 @@ public:
     // frame needs, so every shown frame can be decoded.
     void startAtKeyFrame();
     uint32_t startSample() const { return m_startSample; }
-    uint32_t compositionStart() const { return m_compositionStart; }
 
     uint64_t getTrackMediaDuration() const;
     uint64_t getTrackDuration() const;
@@ -74,6 +73,11 @@ public:
     // Where a sample lies, and the samples from it to the end of its chunk.
     bool getSampleOffsetAndSize2(uint32_t sample, uint64_t& offset, uint32_t& size, uint32_t& samplesLeftInChunk);
     bool getSampleOffsetAndSize(uint32_t sample, uint64_t& offset, uint32_t& size);
+
+    // Where a frame, counted from the start sample, stands in display order:
+    // the rank of its composition time among the frames from the start sample
+    // to the end of the tables. False past the tables.
+    bool getPresentationRank(uint32_t frame, uint32_t& rank);
 
     // An IndexEntry frame type: 4 intra, 8 bidirectional, 16 predicted.
     uint16_t getFrameType(uint32_t sample, uint32_t& previousSync);
@@ -124,6 +128,8 @@ private:
     bool m_haveLength = false, m_haveSampleLength = false;
     uint32_t m_length = 0, m_sampleLength = 0;
     int m_gopLength = -1;
+    bool m_haveRanks = false;
+    std::vector<uint32_t> m_ranks;
     struct ChunkWalk {
         uint64_t chunk = UINT64_MAX;
         uint32_t sample = 0;
