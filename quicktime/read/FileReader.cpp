@@ -324,9 +324,11 @@ CvResult FileReader::essenceOpen(unsigned stream)
         }
         m_externalFile = std::move(external);
     }
+    // Reads number samples from the track's first, so the count ends where
+    // the frames behind the start sample end.
     m_essenceSampleCount = m_movie.isFragmented()          ? get_Length(static_cast<int>(stream)) + t.startSample()
                            : get_isAACAudio(static_cast<int>(stream)) ? t.getSampleLength()
-                                                                    : t.getLength();
+                                                                    : t.getLength() + t.startSample();
     return OK;
 }
 
@@ -803,7 +805,7 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
                    !t.getSampleOffsetAndSize2(static_cast<uint32_t>(pos), sampleOffset, sampleSize, left)) {
             offset = 0;
             size = static_cast<unsigned>(total);
-            if (pos >= t.getLength()) {
+            if (pos >= uint64_t(t.getLength()) + t.startSample()) {
                 setLastError(HandleEOF, L"Failed to read essence data, reached end of file.");
                 return HandleEOF;
             }
