@@ -88,6 +88,21 @@ uint64_t Time2SampleList::totalDuration() const
     return m_endTime.empty() ? 0 : m_endTime.back();
 }
 
+uint64_t Time2SampleList::samplesStartingBefore(uint64_t time) const
+{
+    buildSums();
+    // The first run that ends at or after the time holds the last such sample.
+    size_t entry = static_cast<size_t>(std::lower_bound(m_endTime.begin(), m_endTime.end(), time) - m_endTime.begin());
+    if (entry >= m_items.size())
+        return totalSamples();
+    uint64_t samplesBefore = entry ? m_endSample[entry - 1] : 0;
+    uint64_t timeBefore = entry ? m_endTime[entry - 1] : 0;
+    const Time2SampleItem& run = *m_items[entry];
+    if (time <= timeBefore || run.duration == 0)
+        return samplesBefore;
+    return samplesBefore + std::min<uint64_t>(run.count, (time - timeBefore + run.duration - 1) / run.duration);
+}
+
 uint32_t CTTSList::getSampleOffset(uint32_t sample) const
 {
     if (m_endSample.size() != m_items.size()) {

@@ -62,6 +62,8 @@ public:
     uint32_t getSampleDuration(uint32_t sample) const;
     uint64_t totalSamples() const;
     uint64_t totalDuration() const;
+    // The samples that start before a media time.
+    uint64_t samplesStartingBefore(uint64_t time) const;
 
 private:
     void buildSums() const;

@@ -136,6 +136,15 @@ void Metadata_Track::findStartSample()
         m_startSample -= m_compositionStart;
 }
 
+namespace {
+
+// Composition offsets move a frame a few places from where it is coded (3 in
+// the phone and camera files seen); searches around a time look this far
+// either way, so no table's counts decide how long they take.
+constexpr uint64_t reorderWindow = 32;
+
+} // namespace
+
 void Metadata_Track::startAtKeyFrame()
 {
     if (!isVideo() || !editList || !timeToSample)
@@ -144,10 +153,13 @@ void Metadata_Track::startAtKeyFrame()
     // starts; frames coded before it may only be needed to decode it.
     const int64_t editStart = getEditListMediaTime();
     const uint64_t total = tabledSampleCount();
-    uint64_t first = 0;
-    while (first < total && compositionTime(first) + getSampleDuration(static_cast<uint32_t>(first)) <= editStart)
+    uint64_t coded = timeToSample->samplesStartingBefore(uint64_t(editStart) + 1);
+    coded = coded ? coded - 1 : 0;
+    uint64_t first = coded > reorderWindow ? coded - reorderWindow : 0;
+    const uint64_t last = std::min(total, coded + reorderWindow + 1);
+    while (first < last && compositionTime(first) + getSampleDuration(static_cast<uint32_t>(first)) <= editStart)
         ++first;
-    if (first == total)
+    if (first >= total)
         return;
     uint32_t key = 0;
     m_startSample = findKeyframe(static_cast<uint32_t>(first), false, key) ? key : 0;
@@ -170,8 +182,8 @@ int64_t Metadata_Track::compositionTime(uint64_t sample) const
     if (!timeToSample || !timeToSample->find(sample, at))
         return INT64_MAX;
     // Damaged tables may sum past 63 bits; such times sort last.
-    unsigned __int128 decode =
-        at.timeBefore + static_cast<unsigned __int128>(sample - at.samplesBefore) * timeToSample->item(at.entry)->duration;
+    const uint32_t duration = timeToSample->item(at.entry)->duration;
+    unsigned __int128 decode = at.timeBefore + static_cast<unsigned __int128>(sample - at.samplesBefore) * duration;
     if (decode > INT64_MAX / 2)
         return INT64_MAX / 2;
     int32_t offset = compositionOffsets ? static_cast<int32_t>(getSampleOffset(static_cast<uint32_t>(sample))) : 0;
@@ -180,36 +192,43 @@ int64_t Metadata_Track::compositionTime(uint64_t sample) const
 
 uint32_t Metadata_Track::countShownSamples() const
 {
-    uint64_t end = tabledSampleCount();
-    if (editList) {
+    const uint64_t total = tabledSampleCount();
+    uint64_t end = total;
+    if (editList && total) {
         // A frame that starts before the edit ends is shown, the last one in
-        // part; frames coded after it but shown earlier are counted with it.
+        // part. Frames coded from `coded` on start after it, unless reordered.
         const int64_t editEnd = int64_t(getEditListMediaTime()) + static_cast<int64_t>(getTrackDuration());
-        while (end > m_startSample && compositionTime(end - 1) >= editEnd)
+        const uint64_t coded = std::min(total, timeToSample->samplesStartingBefore(uint64_t(editEnd)));
+        const uint64_t lowest = std::max<uint64_t>(m_startSample, coded > reorderWindow ? coded - reorderWindow : 0);
+        end = coded;
+        while (end > lowest && compositionTime(end - 1) >= editEnd)
             --end;
+        for (uint64_t sample = coded; sample < std::min(total, coded + reorderWindow); ++sample)
+            if (compositionTime(sample) < editEnd)
+                end = sample + 1;
     }
     return end > m_startSample ? static_cast<uint32_t>(end - m_startSample) : 0;
 }
 
-bool Metadata_Track::getPresentationRank(uint32_t frame, uint32_t& rank)
+bool Metadata_Track::getPresentationRank(uint32_t frame, uint32_t& rank) const
 {
-    if (!m_haveRanks) {
-        // Sorted once: durations that vary from frame to frame make any
-        // arithmetic on one frame's offset and duration miss its place.
-        const uint64_t total = tabledSampleCount();
-        std::vector<std::pair<int64_t, uint32_t>> shown;
-        shown.reserve(total > m_startSample ? total - m_startSample : 0);
-        for (uint64_t sample = m_startSample; sample < total; ++sample)
-            shown.emplace_back(compositionTime(sample), static_cast<uint32_t>(sample - m_startSample));
-        std::sort(shown.begin(), shown.end());
-        m_ranks.resize(shown.size());
-        for (size_t i = 0; i < shown.size(); ++i)
-            m_ranks[shown[i].second] = static_cast<uint32_t>(i);
-        m_haveRanks = true;
-    }
-    if (frame >= m_ranks.size())
+    const uint64_t sample = uint64_t(frame) + m_startSample;
+    const uint64_t total = tabledSampleCount();
+    if (sample >= total)
         return false;
-    rank = m_ranks[frame];
+    // Its place in decode order, less the frames coded before it but shown
+    // after it, plus those coded after it but shown before it.
+    const int64_t shown = compositionTime(sample);
+    uint64_t place = frame;
+    const uint64_t before = std::max<uint64_t>(m_startSample, sample > reorderWindow ? sample - reorderWindow : 0);
+    for (uint64_t other = before; other < sample; ++other)
+        if (compositionTime(other) > shown)
+            --place;
+    const uint64_t after = std::min(total, sample + reorderWindow + 1);
+    for (uint64_t other = sample + 1; other < after; ++other)
+        if (compositionTime(other) < shown)
+            ++place;
+    rank = static_cast<uint32_t>(place);
     return true;
 }
 

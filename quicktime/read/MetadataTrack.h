@@ -76,8 +76,8 @@ public:
 
     // Where a frame, counted from the start sample, stands in display order:
     // the rank of its composition time among the frames from the start sample
-    // to the end of the tables. False past the tables.
-    bool getPresentationRank(uint32_t frame, uint32_t& rank);
+    // to the end of the tables, ties in decode order. False past the tables.
+    bool getPresentationRank(uint32_t frame, uint32_t& rank) const;
 
     // An IndexEntry frame type: 4 intra, 8 bidirectional, 16 predicted.
     uint16_t getFrameType(uint32_t sample, uint32_t& previousSync);
@@ -128,8 +128,6 @@ private:
     bool m_haveLength = false, m_haveSampleLength = false;
     uint32_t m_length = 0, m_sampleLength = 0;
     int m_gopLength = -1;
-    bool m_haveRanks = false;
-    std::vector<uint32_t> m_ranks;
     struct ChunkWalk {
         uint64_t chunk = UINT64_MAX;
         uint32_t sample = 0;
