@@ -320,8 +320,10 @@ uint32_t Metadata_Track::getLength()
         // counted in the tables, not divided out of a duration.
         if (!isAudio() && !isTimecode())
             m_length = countShownSamples();
+        else if (getRateAndScale(rate, scale) && scale > 0)
+            m_length = static_cast<uint32_t>(getTrackDuration() / scale);
         else
-            m_length = getRateAndScale(rate, scale) && scale > 0 ? static_cast<uint32_t>(getTrackDuration() / scale) : 0;
+            m_length = 0;
         m_haveLength = true;
     }
     return m_length;

@@ -94,8 +94,8 @@ camera_proxy.lrv)
 h264_jitter.mp4)
     # Phone timing: frame durations jitter around 1/29.97 s, B-frames reorder.
     ff $(video 160x120 30 1) -vf "settb=1/90000,setpts='N*3003+mod(N,3)-1'" -fps_mode passthrough \
-        -enc_time_base 1/90000 -video_track_timescale 90000 -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 -pix_fmt yuv420p \
-        $exact -f mp4 "$tmp" ;;
+        -enc_time_base 1/90000 -video_track_timescale 90000 -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p $exact -f mp4 "$tmp" ;;
 h264_edit_after_key.mp4)
     # Cut by stream copy at 0.4 s: the edit starts inside the first GOP, after its key frame.
     ff $(video 160x120 25 3) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 25 -pix_fmt yuv420p $exact \
