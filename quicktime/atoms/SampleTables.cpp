@@ -101,22 +101,6 @@ uint64_t Time2SampleList::startTime(uint64_t sample) const
     return at.timeBefore + (sample - at.samplesBefore) * m_items[at.entry]->duration;
 }
 
-uint64_t Time2SampleList::samplesStartingBefore(uint64_t time) const
-{
-    buildSums();
-    // The first run that ends at or after the time holds the first sample
-    // that doesn't start before it; every run ahead of it ends before it.
-    size_t entry = static_cast<size_t>(std::lower_bound(m_endTime.begin(), m_endTime.end(), time) - m_endTime.begin());
-    if (entry >= m_items.size())
-        return totalSamples();
-    uint64_t samples = entry ? m_endSample[entry - 1] : 0;
-    uint64_t before = entry ? m_endTime[entry - 1] : 0;
-    uint32_t duration = m_items[entry]->duration;
-    if (time <= before || duration == 0)
-        return samples;
-    return samples + (time - before + duration - 1) / duration;
-}
-
 uint64_t Time2SampleList::totalSamples() const
 {
     buildSums();
@@ -127,6 +111,21 @@ uint64_t Time2SampleList::totalDuration() const
 {
     buildSums();
     return m_endTime.empty() ? 0 : m_endTime.back();
+}
+
+uint64_t Time2SampleList::samplesStartingBefore(uint64_t time) const
+{
+    buildSums();
+    // The first run that ends at or after the time holds the last such sample.
+    size_t entry = static_cast<size_t>(std::lower_bound(m_endTime.begin(), m_endTime.end(), time) - m_endTime.begin());
+    if (entry >= m_items.size())
+        return totalSamples();
+    uint64_t samplesBefore = entry ? m_endSample[entry - 1] : 0;
+    uint64_t timeBefore = entry ? m_endTime[entry - 1] : 0;
+    const Time2SampleItem& run = *m_items[entry];
+    if (time <= timeBefore || run.duration == 0)
+        return samplesBefore;
+    return samplesBefore + std::min<uint64_t>(run.count, (time - timeBefore + run.duration - 1) / run.duration);
 }
 
 uint32_t CTTSList::getSampleOffset(uint32_t sample) const

@@ -63,10 +63,10 @@ public:
     // Media time at which a sample starts, 64-bit; the table's end for a
     // sample at or past it.
     uint64_t startTime(uint64_t sample) const;
-    // How many samples start before a media time.
-    uint64_t samplesStartingBefore(uint64_t time) const;
     uint64_t totalSamples() const;
     uint64_t totalDuration() const;
+    // The samples that start before a media time.
+    uint64_t samplesStartingBefore(uint64_t time) const;
 
 private:
     void buildSums() const;

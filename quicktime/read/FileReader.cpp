@@ -228,6 +228,7 @@ CvResult FileReader::parseMetadata()
     for (auto& track : m_movie.tracks) {
         track->combineSyncSampleLists();
         track->findStartSample();
+        track->startAtKeyFrame();
         if (!track->essenceFile().empty())
             updateRefFile(*track);
     }
@@ -323,9 +324,11 @@ CvResult FileReader::essenceOpen(unsigned stream)
         }
         m_externalFile = std::move(external);
     }
+    // Reads number samples from the track's first, so the count ends where
+    // the frames behind the start sample end.
     m_essenceSampleCount = m_movie.isFragmented()          ? get_Length(static_cast<int>(stream)) + t.startSample()
                            : get_isAACAudio(static_cast<int>(stream)) ? t.getSampleLength()
-                                                                    : t.getLength();
+                                                                    : t.getLength() + t.startSample();
     return OK;
 }
 
@@ -433,27 +436,26 @@ const AvDescriptor* FileReader::getAvDescriptor(int stream, size_t index) const
     return dynamic_cast<const AvDescriptor*>(t->sampleDescriptions->item(index));
 }
 
-int FileReader::get_Width(int stream)
+std::pair<int, int> FileReader::pictureSize(int stream) const
 {
     Metadata_Track* t = track(stream);
     if (!t || !t->isVideo())
-        return 0;
+        return {0, 0};
+    std::pair<int, int> header{t->trackHeader->WidthWhole, t->trackHeader->HeightWhole};
     if (!t->sampleDescriptions)
-        return t->trackHeader->WidthWhole;
+        return header;
     const VideoDescriptor* video = getVideoDescriptor(stream);
-    return video ? video->Width : 0;
+    if (!video)
+        return {0, 0};
+    // Some muxers leave the description's size at 0x0 and give it only in the header.
+    if (video->Width == 0 && video->Height == 0)
+        return header;
+    return {video->Width, video->Height};
 }
 
-int FileReader::get_Height(int stream)
-{
-    Metadata_Track* t = track(stream);
-    if (!t || !t->isVideo())
-        return 0;
-    if (!t->sampleDescriptions)
-        return t->trackHeader->HeightWhole;
-    const VideoDescriptor* video = getVideoDescriptor(stream);
-    return video ? video->Height : 0;
-}
+int FileReader::get_Width(int stream) { return pictureSize(stream).first; }
+
+int FileReader::get_Height(int stream) { return pictureSize(stream).second; }
 
 const QTAtom* FileReader::findExtensionItem(int stream, uint32_t code) const
 {
@@ -713,24 +715,17 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     entry.presentationIndex = sample;
     entry.decodeIndex = sample;
     entry.frameType = FrameIntra;
+    // The frame type is that of the sample in the track, not of its frame
+    // number behind the start sample.
+    const uint32_t real = sample + t.startSample();
     if (t.hasSyncSamples()) {
         uint32_t previous = 0;
-        entry.frameType = t.getFrameType(sample, previous);
+        entry.frameType = t.getFrameType(real, previous);
     }
-    if (t.hasSampleTimeInfo()) {
-        uint32_t d = t.getSampleDuration(sample);
-        if (!t.timeToSample || sample >= t.timeToSample->totalSamples())
-            d = 1;
-        uint32_t start = t.compositionStart();
-        if (d == 0) {
-            if (start <= sample)
-                entry.presentationIndex = sample - start;
-            return OK;
-        }
-        int64_t p = static_cast<int32_t>(t.getSampleOffset(sample)) / static_cast<int64_t>(d) + sample;
-        if (start <= p)
-            entry.presentationIndex = static_cast<uint32_t>(p - start);
-    }
+    // Display order is the order of composition times.
+    uint32_t rank = 0;
+    if (t.hasSampleTimeInfo() && t.getPresentationRank(sample, rank))
+        entry.presentationIndex = rank;
     return OK;
 }
 
@@ -813,7 +808,7 @@ CvResult FileReader::essenceRead(unsigned long start, unsigned count, unsigned c
                    !t.getSampleOffsetAndSize2(static_cast<uint32_t>(pos), sampleOffset, sampleSize, left)) {
             offset = 0;
             size = static_cast<unsigned>(total);
-            if (pos >= t.getLength()) {
+            if (pos >= uint64_t(t.getLength()) + t.startSample()) {
                 setLastError(HandleEOF, L"Failed to read essence data, reached end of file.");
                 return HandleEOF;
             }
@@ -1039,8 +1034,16 @@ bool FileReader::findKeyframe(unsigned frame, bool forward, unsigned& keyframe)
 {
     if (!m_current)
         return false;
-    return m_movie.isFragmented() ? findFragmentKeyframe(*m_current, frame, forward, keyframe)
-                                  : m_current->findKeyframe(frame, forward, keyframe);
+    if (m_movie.isFragmented())
+        return findFragmentKeyframe(*m_current, frame, forward, keyframe);
+    // Sync samples number the track's samples; frames count from the start sample.
+    const uint64_t start = m_current->startSample();
+    uint32_t sample = 0;
+    if (uint64_t(frame) + start > UINT32_MAX ||
+        !m_current->findKeyframe(static_cast<uint32_t>(frame + start), forward, sample) || sample < start)
+        return false;
+    keyframe = static_cast<unsigned>(sample - start);
+    return true;
 }
 
 bool FileReader::findUserData(unsigned fourcc, std::wstring& value)

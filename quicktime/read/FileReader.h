@@ -1,6 +1,7 @@
 #pragma once
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "frame/DiskFileReader.h"
 #include "frame/MediaFileReader.h"
@@ -109,6 +110,9 @@ public:
     uint32_t moovSize() const { return m_moovSize; }
 
 private:
+    // A video track's picture size: its first sample description's, or the
+    // track header's when there is no description or it says 0x0.
+    std::pair<int, int> pictureSize(int stream) const;
     CvResult loadInternal(const std::wstring& path, iFile::eFlags flags);
     // The top-level atom of a type, by walking the atoms from the file's
     // start; Abort after a fifth mdat.

@@ -137,6 +137,102 @@ void Metadata_Track::findStartSample()
         m_startSample -= m_compositionStart;
 }
 
+namespace {
+
+// Composition offsets move a frame a few places from where it is coded (3 in
+// the phone and camera files seen); searches around a time look this far
+// either way, so no table's counts decide how long they take.
+constexpr uint64_t reorderWindow = 32;
+
+} // namespace
+
+void Metadata_Track::startAtKeyFrame()
+{
+    if (!isVideo() || !editList || !timeToSample)
+        return;
+    // The first frame in decode order that is still on screen when the edit
+    // starts; frames coded before it may only be needed to decode it.
+    const int64_t editStart = getEditListMediaTime();
+    const uint64_t total = tabledSampleCount();
+    uint64_t coded = timeToSample->samplesStartingBefore(uint64_t(editStart) + 1);
+    coded = coded ? coded - 1 : 0;
+    uint64_t first = coded > reorderWindow ? coded - reorderWindow : 0;
+    const uint64_t last = std::min(total, coded + reorderWindow + 1);
+    while (first < last && compositionTime(first) + getSampleDuration(static_cast<uint32_t>(first)) <= editStart)
+        ++first;
+    if (first >= total)
+        return;
+    uint32_t key = 0;
+    m_startSample = findKeyframe(static_cast<uint32_t>(first), false, key) ? key : 0;
+}
+
+uint64_t Metadata_Track::tabledSampleCount() const
+{
+    if (!timeToSample)
+        return 0;
+    uint64_t count = timeToSample->totalSamples();
+    if (sampleSizes)
+        count = std::min<uint64_t>(count, sampleSizes->isFixedSampleSize() ? sampleSizes->getEntriesOnDisk()
+                                                                            : sampleSizes->entriesPresent());
+    return std::min<uint64_t>(count, UINT32_MAX);
+}
+
+int64_t Metadata_Track::compositionTime(uint64_t sample) const
+{
+    RunPosition at;
+    if (!timeToSample || !timeToSample->find(sample, at))
+        return INT64_MAX;
+    // Damaged tables may sum past 63 bits; such times sort last.
+    const uint32_t duration = timeToSample->item(at.entry)->duration;
+    unsigned __int128 decode = at.timeBefore + static_cast<unsigned __int128>(sample - at.samplesBefore) * duration;
+    if (decode > INT64_MAX / 2)
+        return INT64_MAX / 2;
+    int32_t offset = compositionOffsets ? static_cast<int32_t>(getSampleOffset(static_cast<uint32_t>(sample))) : 0;
+    return static_cast<int64_t>(decode) + offset;
+}
+
+uint32_t Metadata_Track::countShownSamples() const
+{
+    const uint64_t total = tabledSampleCount();
+    uint64_t end = total;
+    if (editList && total) {
+        // A frame that starts before the edit ends is shown, the last one in
+        // part. Frames coded from `coded` on start after it, unless reordered.
+        const int64_t editEnd = int64_t(getEditListMediaTime()) + static_cast<int64_t>(getTrackDuration());
+        const uint64_t coded = std::min(total, timeToSample->samplesStartingBefore(uint64_t(editEnd)));
+        const uint64_t lowest = std::max<uint64_t>(m_startSample, coded > reorderWindow ? coded - reorderWindow : 0);
+        end = coded;
+        while (end > lowest && compositionTime(end - 1) >= editEnd)
+            --end;
+        for (uint64_t sample = coded; sample < std::min(total, coded + reorderWindow); ++sample)
+            if (compositionTime(sample) < editEnd)
+                end = sample + 1;
+    }
+    return end > m_startSample ? static_cast<uint32_t>(end - m_startSample) : 0;
+}
+
+bool Metadata_Track::getPresentationRank(uint32_t frame, uint32_t& rank) const
+{
+    const uint64_t sample = uint64_t(frame) + m_startSample;
+    const uint64_t total = tabledSampleCount();
+    if (sample >= total)
+        return false;
+    // Its place in decode order, less the frames coded before it but shown
+    // after it, plus those coded after it but shown before it.
+    const int64_t shown = compositionTime(sample);
+    uint64_t place = frame;
+    const uint64_t before = std::max<uint64_t>(m_startSample, sample > reorderWindow ? sample - reorderWindow : 0);
+    for (uint64_t other = before; other < sample; ++other)
+        if (compositionTime(other) > shown)
+            --place;
+    const uint64_t after = std::min(total, sample + reorderWindow + 1);
+    for (uint64_t other = sample + 1; other < after; ++other)
+        if (compositionTime(other) < shown)
+            ++place;
+    rank = static_cast<uint32_t>(place);
+    return true;
+}
+
 uint64_t Metadata_Track::getTrackMediaDuration() const
 {
     if (!mediaHeader)
@@ -224,6 +320,10 @@ bool Metadata_Track::getRateAndScale(int& rate, int& scale)
     if (isTimecode()) {
         const TimecodeDescriptor* timecode = getTimecodeDescriptor();
         rate = timecode ? timecode->NumberOfFrames : 0;
+        // Drop frame counts 30 (or 60) labels a second; some writers put the
+        // 29.97 (59.94) rate's whole part instead.
+        if (timecode && (timecode->Flags & 1) && (rate == 29 || rate == 59))
+            ++rate;
         scale = 1;
         return true;
     }
@@ -280,7 +380,11 @@ uint32_t Metadata_Track::getLength()
 {
     if (!m_haveLength) {
         int rate = 0, scale = 0;
-        if (!getRateAndScale(rate, scale) || scale <= 0)
+        // Durations vary and edits end inside frames: pictures and data are
+        // counted in the tables, not divided out of a duration.
+        if (!isAudio() && !isTimecode())
+            m_length = countShownSamples();
+        else if (!getRateAndScale(rate, scale) || scale <= 0)
             m_length = 0;
         else if (isAudio())
             m_length = static_cast<uint32_t>(presentedAudioSamples());
@@ -350,6 +454,10 @@ bool Metadata_Track::getSampleOffsetAndSize2(uint32_t sample, uint64_t& offset, 
 {
     if (!sampleToChunk || !sampleSizes || (!chunkOffsets && !chunkOffsets64))
         return false;
+    // A timecode track addresses frames past its short tables: they read its
+    // first sample, whether its sizes are a constant or a list.
+    if (isTimecode() && !sampleSizes->isFixedSampleSize() && sample >= sampleSizes->entriesPresent())
+        sample = 0;
     size = sampleSizes->get_SampleSize(sample);
     if (size == 0)
         return false;

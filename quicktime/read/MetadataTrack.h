@@ -57,8 +57,10 @@ public:
     // After the movie atom is parsed.
     void combineSyncSampleLists();
     void findStartSample();
+    // A picture track starts at the key frame that the edit's first shown
+    // frame needs, so every shown frame can be decoded.
+    void startAtKeyFrame();
     uint32_t startSample() const { return m_startSample; }
-    uint32_t compositionStart() const { return m_compositionStart; }
 
     uint64_t getTrackMediaDuration() const;
     uint64_t getTrackDuration() const;
@@ -71,6 +73,11 @@ public:
     // Where a sample lies, and the samples from it to the end of its chunk.
     bool getSampleOffsetAndSize2(uint32_t sample, uint64_t& offset, uint32_t& size, uint32_t& samplesLeftInChunk);
     bool getSampleOffsetAndSize(uint32_t sample, uint64_t& offset, uint32_t& size);
+
+    // Where a frame, counted from the start sample, stands in display order:
+    // the rank of its composition time among the frames from the start sample
+    // to the end of the tables, ties in decode order. False past the tables.
+    bool getPresentationRank(uint32_t frame, uint32_t& rank) const;
 
     // An IndexEntry frame type: 4 intra, 8 bidirectional, 16 predicted.
     uint16_t getFrameType(uint32_t sample, uint32_t& previousSync);
@@ -106,6 +113,14 @@ private:
     // ahead of it, carried on from the last lookup in the same chunk.
     uint64_t bytesBefore(uint64_t chunk, uint32_t firstSampleOfChunk, uint32_t sample);
     std::vector<SyncSampleItem>::const_iterator firstSyncAtOrAfter(uint32_t sample) const;
+    // The samples that both the time and the size table describe.
+    uint64_t tabledSampleCount() const;
+    // When a sample is shown, in media time: its decode time plus its
+    // composition offset.
+    int64_t compositionTime(uint64_t sample) const;
+    // The samples from the start sample through the last one, in decode
+    // order, that is shown before the edit ends.
+    uint32_t countShownSamples() const;
 
     bool m_mp4;
     uint32_t m_movieTimeScale;

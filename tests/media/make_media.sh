@@ -7,7 +7,7 @@ out=$1
 name=$2
 mkdir -p "$out"
 tmp="$out/.tmp.$$.$name"
-trap 'rm -f "$tmp"' EXIT
+trap 'rm -f "$tmp" "$tmp.whole"' EXIT
 
 ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
 exact="-fflags +bitexact -flags:v +bitexact -flags:a +bitexact -map_metadata -1"
@@ -121,6 +121,17 @@ aac_after_video.mp4)
 camera_proxy.lrv)
     ff $(video 160x120 30 2) $(tone 48000 2) -c:v libx264 -threads 1 -preset veryfast -bf 1 -g 30 \
         -pix_fmt yuv420p -c:a aac -b:a 64k -ac 2 $exact -f mp4 "$tmp" ;;
+h264_jitter.mp4)
+    # Phone timing: frame durations jitter around 1/29.97 s, B-frames reorder.
+    ff $(video 160x120 30 1) -vf "settb=1/90000,setpts='N*3003+mod(N,3)-1'" -fps_mode passthrough \
+        -enc_time_base 1/90000 -video_track_timescale 90000 -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
+        -pix_fmt yuv420p $exact -f mp4 "$tmp" ;;
+h264_edit_after_key.mp4)
+    # Cut by stream copy at 0.4 s: the edit starts inside the first GOP, after its key frame.
+    ff $(video 160x120 25 3) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 25 -pix_fmt yuv420p $exact \
+        -f mp4 "$tmp.whole"
+    ff -ss 0.4 -i "$tmp.whole" -c copy $exact -f mp4 "$tmp"
+    rm -f "$tmp.whole" ;;
 *)
     echo "make_media.sh: no recipe for $name" >&2
     exit 2 ;;

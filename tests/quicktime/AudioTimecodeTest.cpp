@@ -4,12 +4,21 @@
 #include <vector>
 
 #include "quicktime/MovieBytes.h"
+#include "quicktime/ProbeJson.h"
 #include "quicktime/QtReaderFixture.h"
 
 using namespace movie_bytes;
 using Corvidane::IndexEntry;
 
 namespace {
+
+// A tmcd entry at 30000/1001 with the frames a second it names, reel "REEL01".
+std::string timecodeEntry(uint32_t flags, uint8_t framesPerSecond)
+{
+    std::string name = atom("name", be16(6) + be16(0) + "REEL01");
+    return atom("tmcd", std::string(6, '\0') + be16(1) + be32(0) + be32(flags) + be32(30000) + be32(1001) +
+                            std::string(1, char(framesPerSecond)) + std::string(1, '\0') + name);
+}
 
 class QuickTimeAudioAndTimecode : public QtReaderFixture {};
 
@@ -58,14 +67,11 @@ TEST_F(QuickTimeAudioAndTimecode, PcmRunsAreReadChunkByChunk)
 
 TEST_F(QuickTimeAudioAndTimecode, TimecodeTrackGivesStartDropFrameAndReel)
 {
-    std::string name = atom("name", be16(6) + be16(0) + "REEL01");
-    std::string entry = atom("tmcd", std::string(6, '\0') + be16(1) + be32(0) + be32(1) + be32(30000) + be32(1001) +
-                                         std::string(1, char(30)) + std::string(1, '\0') + name);
     Track timecode;
     timecode.handler = "tmcd";
     timecode.timeScale = 30000;
     timecode.sampleDuration = 1001 * 90;
-    timecode.sampleEntry = entry;
+    timecode.sampleEntry = timecodeEntry(1, 30);
     timecode.sizes = {4};
     timecode.constantSize = 4;
     timecode.chunkOffsets = {mdatPayloadOffset};
@@ -83,6 +89,48 @@ TEST_F(QuickTimeAudioAndTimecode, TimecodeTrackGivesStartDropFrameAndReel)
     ASSERT_EQ(reader.get_TimeCode(0, 40, &start), OK);
     EXPECT_EQ(start, 107892u);
     EXPECT_EQ(reader.get_TimeCode(1, 0, &start), Fail);
+}
+
+TEST_F(QuickTimeAudioAndTimecode, ATimecodeSampleInASizeListAtAWholeNumberDropFrameRate)
+{
+    // One tmcd sample listed in a per-sample size table, its rate written as
+    // 29 with the drop frame flag, beside a picture track as cameras write it.
+    std::string payload = be32(107892) + std::string(96, 'v');
+    Track video;
+    video.sizes = {48, 48};
+    video.chunkOffsets = {mdatPayloadOffset + 4, mdatPayloadOffset + 52};
+    video.timeScale = 30000;
+    video.sampleDuration = 1001;
+    Track timecode;
+    timecode.handler = "tmcd";
+    timecode.timeScale = 30000;
+    timecode.sampleDuration = 1001 * 2;
+    timecode.sampleEntry = timecodeEntry(1, 29);
+    timecode.sizes = {4};
+    timecode.chunkOffsets = {mdatPayloadOffset};
+    auto opened = open(file(payload, moov(trak(video) + trak(timecode, 2))), "camera.mov");
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    auto& reader = *opened.reader;
+    EXPECT_DOUBLE_EQ(reader.get_Rate(1), 30.0) << "drop frame labels 30 frames a second";
+    for (unsigned frame : {0u, 1u}) {
+        unsigned start = 0;
+        ASSERT_EQ(reader.get_TimeCode(1, frame, &start), OK) << "frame " << frame;
+        EXPECT_EQ(start, 107892u);
+    }
+    ASSERT_EQ(reader.essenceOpen(1), OK);
+    IndexEntry first, second;
+    ASSERT_EQ(reader.getIndexEntry(0, first), OK);
+    ASSERT_EQ(reader.getIndexEntry(1, second), OK);
+    EXPECT_EQ(uint64_t(second.offset), uint64_t(first.offset)) << "every frame reads the one sample";
+    EXPECT_EQ(uint32_t(second.size), 4u);
+
+    JsonValue ours = cvtoolProbe(m_dir.file("camera.mov"));
+    JsonValue theirs = ffprobe(m_dir.file("camera.mov"));
+    ASSERT_EQ(theirs["streams"].items.size(), 2u);
+    const std::string& theirStart = theirs["streams"].items[1]["tags"]["timecode"].text;
+    ASSERT_FALSE(theirStart.empty());
+    EXPECT_EQ(ours["format"]["tags"]["timecode"].text, theirStart);
+    EXPECT_EQ(packetsOf(ours, 1).size(), packetsOf(theirs, 1).size()) << "one timecode packet";
 }
 
 TEST_F(QuickTimeAudioAndTimecode, ChunkOffsetOfZeroMeansOppositeThingsInTheTwoTables)

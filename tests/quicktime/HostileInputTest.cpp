@@ -188,6 +188,35 @@ TEST_F(QuickTimeHostileInput, ChildrenThatRunPastTheirParentsAndHugeCounts)
     }
 }
 
+TEST_F(QuickTimeHostileInput, BillionsOfFramesInRunLengthTablesAreCountedAtOnce)
+{
+    // Four billion frames of one unit, one size and one composition offset,
+    // with edits that start and end deep inside them: counting the frames and
+    // placing them in display order looks at a few frames, not at all of them.
+    Track t;
+    t.sizes = {4, 4};
+    t.constantSize = 4;
+    t.chunkOffsets = {mdatPayloadOffset, mdatPayloadOffset + 4};
+    t.timeRuns = {0xFFFFFFF0, 1};
+    t.extraTables = table("ctts", {0xFFFFFFF0, 2}, 1) + table("stss", {1, 0x7FFFF000}, 2);
+    for (uint32_t mediaTime : {0u, 0x80000000u}) {
+        // From the key frame before the edit to the last frame shown, at
+        // its decode time plus 2, before the edit's second ends.
+        const uint64_t firstKey = mediaTime ? 0x7FFFF000 - 1 : 0;
+        const uint64_t frames = uint64_t(mediaTime) + 25000 - 2 - firstKey;
+        SCOPED_TRACE(mediaTime);
+        t.edits = fullAtom("elst", 0, be32(1) + be32(1000) + be32(mediaTime) + be32(0x10000));
+        std::string movie = moov(trak(t));
+        movie.replace(movie.find("stsz") + 12, 4, be32(0xFFFFFFF0));
+        auto opened = open(file("dataDATA", movie));
+        ASSERT_TRUE(opened.ok()) << opened.error();
+        auto& reader = *opened.reader;
+        ASSERT_EQ(reader.essenceOpen(0), OK);
+        EXPECT_EQ(reader.get_Length(0), frames);
+        askEverything(reader);
+    }
+}
+
 TEST_F(QuickTimeHostileInput, RandomDamageNeverCrashes)
 {
     std::string whole = richMovie(false);

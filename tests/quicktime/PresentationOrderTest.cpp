@@ -84,7 +84,8 @@ TEST_P(QuickTimePresentationOrder, PresentationIndexesMatchFfprobesTimestamps)
 }
 
 INSTANTIATE_TEST_SUITE_P(FfmpegMovies, QuickTimePresentationOrder,
-                         ::testing::Values("h264_aac.mp4", "h264_dropframe.mov", "mpeg2_longgop.mov", "hevc.mov"),
+                         ::testing::Values("h264_aac.mp4", "h264_dropframe.mov", "mpeg2_longgop.mov", "hevc.mov",
+                                           "h264_jitter.mp4"),
                          mediaTestName);
 
 } // namespace

@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(FfmpegMovies, ProbeAgreement,
                          ::testing::Values("prores_pcm24_tc.mov", "h264_aac.mp4", "h264_dropframe.mov",
                                            "mpeg2_longgop.mov", "dnxhd.mov", "dnxhr.mov", "mjpeg_small.mov",
                                            "v210.mov", "hevc.mov", "aac_only.m4a", "h264_only.m4v",
-                                           "camera_proxy.lrv", "aac_after_video.mp4"),
+                                           "camera_proxy.lrv", "aac_after_video.mp4", "h264_edit_after_key.mp4"),
                          mediaTestName);
 
 } // namespace

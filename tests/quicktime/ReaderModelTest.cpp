@@ -191,4 +191,127 @@ TEST_F(QuickTimeReaderModel, EditsThatCannotBePlayedRefuseTheOpenAndUnevenDurati
     EXPECT_TRUE(contains(vfr.error(), "samples are not of uniform duration.")) << vfr.error();
 }
 
+// An edit list of one edit: track duration in the movie's time scale, media time.
+std::string edit(uint32_t trackDuration, uint32_t mediaTime)
+{
+    return fullAtom("elst", 0, be32(1) + be32(trackDuration) + be32(mediaTime) + be32(0x10000));
+}
+
+// Every frame up to the length is found where its sample lies; past the last
+// sample of the tables is the end.
+void expectFramesLieInTheFile(Corvidane::QuickTime::FileReader& reader, const Samples& s, uint32_t first,
+                              uint64_t fileSize)
+{
+    unsigned length = reader.get_Length(0);
+    for (unsigned frame = 0; frame < length; ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << "frame " << frame;
+        EXPECT_EQ(uint64_t(entry.offset), s.offsets[first + frame]) << "frame " << frame;
+        EXPECT_EQ(uint32_t(entry.size), s.sizes[first + frame]) << "frame " << frame;
+        EXPECT_LE(uint64_t(entry.offset) + entry.size, fileSize);
+    }
+    IndexEntry past;
+    EXPECT_EQ(reader.getIndexEntry(unsigned(s.sizes.size() - first), past), HandleEOF);
+}
+
+TEST_F(QuickTimeReaderModel, FramesAreCountedInTheTablesWhateverDurationsAndEditsSay)
+{
+    Samples s(9);
+    const uint64_t fileSize = file(s.payload, moov(trak(s.track()))).size();
+    struct Case {
+        const char* what;
+        std::vector<uint32_t> timeRuns;
+        std::vector<uint32_t> offsets; // ctts: count, offset, ...
+        std::string edits;
+        unsigned frames;
+    };
+    const Case cases[] = {
+        // 13 time units over 9 frames: a duration divided by its average frame says 13.
+        {"durations of 1 and 2 units, no edit", {1, 1, 1, 2, 1, 1, 1, 2, 1, 1, 1, 2, 1, 1, 1, 2, 1, 1}, {}, "", 9},
+        // As phones write them: the edit ends a unit into the last frame, which is shown in part.
+        {"an edit that ends inside the last frame", {9, 20}, {}, edit(179, 0), 9},
+        {"an edit twice as long as the media", {9, 20}, {}, edit(360, 0), 9},
+        {"an edit that ends before the last three frames", {9, 20}, {}, edit(120, 0), 6},
+        // Shown at 0, 80, 40, 20, 60, ...: the frame coded second is shown after the edit's end,
+        // but the frames coded after it are shown inside it.
+        {"B-frames across the edit's end", {9, 20}, {1, 0, 1, 60, 1, 0, 1, -40u, 1, -20u, 4, 200}, edit(64, 0), 5},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Track t = s.track();
+        t.timeScale = 600;
+        t.timeRuns = c.timeRuns;
+        t.edits = c.edits;
+        if (!c.offsets.empty())
+            t.extraTables = table("ctts", c.offsets, uint32_t(c.offsets.size() / 2));
+        auto opened = open(file(s.payload, moov(trak(t), 600)));
+        ASSERT_TRUE(opened.ok()) << opened.error();
+        auto& reader = *opened.reader;
+        ASSERT_EQ(reader.essenceOpen(0), OK);
+        EXPECT_EQ(reader.get_Length(0), c.frames);
+        expectFramesLieInTheFile(reader, s, 0, fileSize);
+    }
+}
+
+TEST_F(QuickTimeReaderModel, AnEditThatStartsAfterAKeyFrameStartsAtThatKeyFrame)
+{
+    // Twelve frames of 40 ms, key frames at 0, 4 and 8; the edit shows frames 6 to 11.
+    Samples s(12);
+    Track t = s.track();
+    t.extraTables = table("stss", {1, 5, 9}, 3);
+    t.edits = edit(240, 6000);
+    std::string bytes = file(s.payload, moov(trak(t)));
+    auto opened = open(bytes);
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    auto& reader = *opened.reader;
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    EXPECT_EQ(reader.get_Length(0), 8u) << "frames 4 to 11";
+    expectFramesLieInTheFile(reader, s, 4, bytes.size());
+
+    std::vector<int> keys;
+    for (unsigned frame = 0; frame < 8; ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK);
+        if (Corvidane::isKeyFrame(entry))
+            keys.push_back(int(frame));
+    }
+    EXPECT_EQ(keys, (std::vector<int>{0, 4})) << "the key flags of samples 4 and 8";
+    unsigned key = 99;
+    EXPECT_TRUE(reader.findKeyframe(3, false, key));
+    EXPECT_EQ(key, 0u);
+    EXPECT_TRUE(reader.findKeyframe(1, true, key));
+    EXPECT_EQ(key, 4u);
+    EXPECT_TRUE(reader.findKeyframe(7, false, key));
+    EXPECT_EQ(key, 4u);
+
+    // Frames read in one pass run to the track's last frame.
+    std::vector<unsigned char> buffer(8192);
+    std::vector<unsigned> offsets, sizes;
+    ASSERT_EQ(reader.essenceRead(6u, 5u, buffer.data(), unsigned(buffer.size()), offsets, sizes), OK);
+    ASSERT_EQ(sizes.size(), 2u) << "frames 6 and 7, samples 10 and 11";
+    for (size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(sizes[i], s.sizes[10 + i]);
+        EXPECT_EQ(std::memcmp(buffer.data() + offsets[i], s.payload.data() + s.offsets[10 + i] - mdatPayloadOffset,
+                              sizes[i]), 0);
+    }
+    offsets.clear(), sizes.clear();
+    EXPECT_EQ(reader.essenceRead(8u, 1u, buffer.data(), unsigned(buffer.size()), offsets, sizes), HandleEOF);
+}
+
+TEST_F(QuickTimeReaderModel, ADescriptionOfNoSizeTakesTheTrackHeadersSize)
+{
+    Samples s(2);
+    Track unsized = s.track();
+    unsized.sampleEntry = videoEntry("avc1", 0, 0);
+    unsized.header = tkhd(1, 80, 640, 480);
+    Track sized = unsized;
+    sized.sampleEntry = videoEntry("avc1", 64, 48);
+    auto opened = open(file(s.payload, moov(trak(unsized) + trak(sized, 2))));
+    ASSERT_TRUE(opened.ok()) << opened.error();
+    EXPECT_EQ(opened.reader->get_Width(0), 640);
+    EXPECT_EQ(opened.reader->get_Height(0), 480);
+    EXPECT_EQ(opened.reader->get_Width(1), 64) << "a description with a size wins";
+    EXPECT_EQ(opened.reader->get_Height(1), 48);
+}
+
 } // namespace
