@@ -5,6 +5,10 @@
 
 namespace Corvidane::MXF {
 
+// Parses the key and BER length of the item at `at` when both lie inside
+// the `size` bytes at `data`; its value may run past them.
+bool klvHeaderAt(unsigned char* data, uint64_t size, uint64_t at, CKlvItem& item);
+
 // Takes the KLV items of a buffer one after the other, each only when its
 // key, BER length and value lie whole inside the buffer.
 class CKlvBufferWalk {

@@ -25,6 +25,28 @@ bool hasSmptePrefix(const unsigned char* p)
     return p && p[0] == 0x06 && p[1] == 0x0E && p[2] == 0x2B && p[3] == 0x34;
 }
 
+bool isFiller(const MXFUL& ul)
+{
+    static const MXFUL filler = labelFromText("06.0E.2B.34.01.01.01.01.03.01.02.10.01.00.00.00");
+    return versionBlindEqual(ul, filler);
+}
+
+bool isEssenceElementKey(const MXFUL& ul)
+{
+    static const unsigned char prefix[7] = {0x06, 0x0E, 0x2B, 0x34, 0x01, 0x02, 0x01};
+    static const unsigned char container[4] = {0x0D, 0x01, 0x03, 0x01};
+    const unsigned char type = ul[12];
+    return std::memcmp(ul.bytes, prefix, 7) == 0 && std::memcmp(ul.bytes + 8, container, 4) == 0 &&
+           ((type >= 0x05 && type <= 0x07) || (type >= 0x15 && type <= 0x18));
+}
+
+bool isCPSystemElementKey(const MXFUL& ul)
+{
+    static const unsigned char prefix[7] = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x05, 0x01};
+    static const unsigned char container[5] = {0x0D, 0x01, 0x03, 0x01, 0x04};
+    return std::memcmp(ul.bytes, prefix, 7) == 0 && std::memcmp(ul.bytes + 8, container, 5) == 0;
+}
+
 bool getULDescription(const MXFUL& ul, std::string& out)
 {
     // Byte 7 is written 00 here; the compare skips it.

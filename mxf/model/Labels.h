@@ -60,6 +60,14 @@ bool versionBlindEqual(const MXFUL& a, const MXFUL& b);
 // specially, compared version-blind; false for any other label.
 bool getULDescription(const MXFUL& ul, std::string& out);
 
+// The KLV fill item, compared version-blind.
+bool isFiller(const MXFUL& ul);
+// A generic container essence element key: 06.0E.2B.34.01.02.01, then
+// 0D.01.03.01 and an item type of 05 to 07 or 15 to 18.
+bool isEssenceElementKey(const MXFUL& ul);
+// A content package system element: 06.0E.2B.34.02.05.01, 0D.01.03.01, 04.
+bool isCPSystemElementKey(const MXFUL& ul);
+
 // Data definitions of tracks, SMPTE and AAF forms, compared exactly.
 bool isPicture(const MXFUL& ul);
 bool isSound(const MXFUL& ul);

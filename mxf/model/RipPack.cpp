@@ -1,6 +1,7 @@
 #include "mxf/model/RipPack.h"
 
 #include "frame/BigEndian.h"
+#include "mxf/model/KlvBufferWalk.h"
 
 namespace Corvidane::MXF {
 
@@ -23,6 +24,14 @@ void CRipPack::Reset()
     initVariables();
 }
 
+bool CRipPack::SetKLV(unsigned char* data, uint64_t size)
+{
+    initVariables();
+    CKlvBufferWalk walk(data, size);
+    unsigned char* at = data;
+    return walk.next(*this) && SetKLV(&at);
+}
+
 bool CRipPack::SetKLV(unsigned char** pp)
 {
     initVariables();
@@ -30,7 +39,7 @@ bool CRipPack::SetKLV(unsigned char** pp)
         return false;
     const uint64_t records = (length - 4) / 12;
     count = records > INT32_MAX ? INT32_MAX : static_cast<int32_t>(records);
-    entries.reserve(static_cast<size_t>(count));
+    // Entries grow as records are read, never sized by the count alone.
     for (uint64_t i = 0; i < records; ++i) {
         const uint64_t at = i * 12;
         if (at + 12 > length)

@@ -19,7 +19,11 @@ public:
     static bool IsMyKey(const MXFUL& ul);
     // Parses the pack at *pp; false for another key or for records or a
     // length that the value doesn't hold (the records read so far stay).
+    // The caller vouches that the bytes the pack's length claims are there.
     bool SetKLV(unsigned char** pp) override;
+    // The same for a pack that must end within the `size` bytes at `data`:
+    // a length that claims more fails before anything is read or sized by it.
+    bool SetKLV(unsigned char* data, uint64_t size);
     void Reset() override;
     virtual void initVariables();
 

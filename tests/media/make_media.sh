@@ -58,6 +58,24 @@ mxf_d10.mxf)
 mxf_pipe.mxf)
     # Written to a pipe: no seeking back, so the header partition stays open and incomplete.
     ff $(video 320x240 25 1) -c:v mpeg2video -pix_fmt yuv422p $exact -f mxf pipe:1 > "$tmp" ;;
+mxf_op1a_mpeg2_pcm24_tc.mxf)
+    # OP1a long GOP MPEG-2 with 24-bit sound and a timecode track.
+    ff $(video 320x240 25 1) $(tone 48000 1) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
+        -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mxf "$tmp" ;;
+mxf_op1a_dv.mxf)
+    ff $(video 720x576 25 0.4) $(tone 48000 0.4) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact \
+        -f mxf "$tmp" ;;
+mxf_op1a_dnxhd.mxf)
+    # Intra frames of one size: ffmpeg writes a constant-size index.
+    ff $(video 1920x1080 25 0.4) $(tone 48000 0.4) -c:v dnxhd -b:v 36M -pix_fmt yuv422p -c:a pcm_s16le -ac 2 \
+        $exact -f mxf "$tmp" ;;
+mxf_opatom_pcm24.mxf)
+    ff $(tone 48000 1) -c:a pcm_s24le -ac 1 -mxf_audio_edit_rate 25 $exact -f mxf_opatom "$tmp" ;;
+mxf_1000_frames.mxf)
+    # 40 s of small frames: ffmpeg starts a body partition every few hundred
+    # edit units and indexes each in the partition after it.
+    ff $(video 160x120 25 40) $(tone 48000 40) -c:v mpeg2video -g 12 -bf 2 -b:v 300k -pix_fmt yuv422p \
+        -c:a pcm_s16le -ac 1 $exact -f mxf "$tmp" ;;
 h264_aac.mp4)
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v libx264 -threads 1 -preset veryfast -bf 2 -g 12 \
         -pix_fmt yuv420p -c:a aac -b:a 96k -ac 2 $exact -movflags +faststart -f mp4 "$tmp" ;;
