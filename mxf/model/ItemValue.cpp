@@ -64,9 +64,11 @@ DecodeStatus decodeBatch(const ItemBytes& bytes, uint64_t itemSize, bool anyItem
         return DecodeStatus::Ok;
     if (size != itemSize && !anyItemSize)
         return DecodeStatus::BadShape;
-    const uint64_t room = (bytes.length - 8) / itemSize;
+    // Items stand at the batch's own item size; each is read at the type's size.
+    const uint64_t stride = size > itemSize ? size : itemSize;
+    const uint64_t room = bytes.length - 8 < itemSize ? 0 : (bytes.length - 8 - itemSize) / stride + 1;
     for (uint64_t i = 0; i < count && i < room; ++i)
-        items.push_back(read(bytes.data + 8 + i * itemSize));
+        items.push_back(read(bytes.data + 8 + i * stride));
     return DecodeStatus::Ok;
 }
 

@@ -25,6 +25,8 @@ constexpr CvResult MxfNoDescriptor = static_cast<CvResult>(0x80048014u);
 constexpr CvResult MxfTrackWithoutDescriptor = static_cast<CvResult>(0x80048015u);
 constexpr CvResult MxfBadBatch = static_cast<CvResult>(0x80048016u);
 constexpr CvResult MxfBadIndexPosition = static_cast<CvResult>(0x80048018u);
+// The same code, raised by a multiple descriptor that gathers no descriptor.
+constexpr CvResult MxfNoSubDescriptors = static_cast<CvResult>(0x80048018u);
 constexpr CvResult MxfNoIndexSegment = static_cast<CvResult>(0x80048019u);
 
 } // namespace Corvidane::MXF

@@ -47,6 +47,27 @@ bool CMxf_SM_Package::hasTapeDescriptor() const
     return false;
 }
 
+int CMxf_SM_Package::findDescriptor(uint32_t trackId) const
+{
+    for (size_t i = 0; i < descriptors.size(); ++i) {
+        const CMxf_SM_DescriptorGeneric* set = descriptors[i].descriptor.get();
+        const uint32_t linked = set ? set->linkedTrackID : 0;
+        if (linked == trackId || (linked == 0 && descriptors.size() == 1))
+            return int(i);
+    }
+    for (size_t i = 0; i < packageDescriptors.size(); ++i) {
+        const CMxf_SM_DescriptorGeneric* set = packageDescriptors[i].placed();
+        if (!set) {
+            if (trackId == 65535)
+                return int(i);
+            continue;
+        }
+        if (set->linkedTrackID == trackId || (set->linkedTrackID == 0 && packageDescriptors.size() == 1))
+            return int(i);
+    }
+    return -1;
+}
+
 void CMxf_SM_Package::deleteDescriptors()
 {
     descriptors.clear();

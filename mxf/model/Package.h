@@ -43,6 +43,11 @@ public:
     void assign(const CMxf_SM_Package& other);
 
     bool hasTapeDescriptor() const;
+    // The descriptor of a track: an index into `descriptors` when one read
+    // names it (or is the only one, naming no track), else an index into
+    // `packageDescriptors` whose placed set names it (or is the only one,
+    // naming none; or holds no set, for track 65535); -1 when none does.
+    int findDescriptor(uint32_t trackId) const;
     // Drops the descriptors read and those placed in the package's slots.
     void deleteDescriptors();
 

@@ -1,8 +1,9 @@
 #include "mxf/model/SetCatalogue.h"
 
-#include "mxf/model/DescriptorItems.h"
+#include "mxf/model/AvcSubDescriptor.h"
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/Package.h"
+#include "mxf/model/PackageDescriptor.h"
 #include "mxf/model/Preface.h"
 
 namespace Corvidane::MXF {
@@ -34,8 +35,31 @@ const CatalogueRow catalogue[] = {
     {10, CMxf_SM_SourceClip::description, make<CMxf_SM_SourceClip>},
     {11, CMxf_SM_SourceClip::timecodeDescription, make<CMxf_SM_SourceClip>},
     {12, DMSegment::description, make<DMSegment>},
+    {14, CMxf_SM_DescriptorGeneric::description, make<CMxf_SM_DescriptorGeneric>},
+    {15, CMxf_SM_DescriptorPicture::description, make<CMxf_SM_DescriptorPicture>},
+    {16, CMxf_SM_DescriptorPictureCDCI::description, make<CMxf_SM_DescriptorPictureCDCI>},
+    {17, CMxf_SM_DescriptorPictureRGBA::description, make<CMxf_SM_DescriptorPictureRGBA>},
+    {18, CMxf_SM_DescriptorSound::description, make<CMxf_SM_DescriptorSound>},
+    {19, dataDescriptorDescription, nullptr},
+    {20, CMxf_SM_DescriptorMutipleSet::description, make<CMxf_SM_DescriptorMutipleSet>},
     {21, CMxf_SM_BaseSet::description, make<CMxfLocator>},
     {22, CMxf_SM_BaseSet::description, make<CMxfLocator>},
+    {25, CMxf_SM_DescriptorSoundAES3::description, make<CMxf_SM_DescriptorSoundAES3>},
+    {26, CMxf_SM_DescriptorSoundWave::description, make<CMxf_SM_DescriptorSoundWave>},
+    {27, CMxf_SM_DescriptorPictureMPEG2::description, make<CMxf_SM_DescriptorPictureMPEG2>},
+    {28, dataDescriptorDescription, make<VbiDescriptor>},
+    {29, dataDescriptorDescription, make<AncDescriptor>},
+    {30, CMxf_SM_DescriptorGeneric::description, make<AafTapeDescriptor>},
+};
+
+// Sets the key table leaves unlisted, by the key's set byte.
+struct UnlistedRow {
+    unsigned char yy;
+    CatalogueRow row;
+};
+
+const UnlistedRow unlisted[] = {
+    {0x6E, {CMxf_SM_SetID::Unlisted, AvcSubDescriptor::description, make<AvcSubDescriptor>}},
 };
 
 const CatalogueRow* rowOf(const CMxf_SM_SetID& id)
@@ -43,6 +67,10 @@ const CatalogueRow* rowOf(const CMxf_SM_SetID& id)
     for (const CatalogueRow& row : catalogue)
         if (row.id == id.get())
             return &row;
+    if (id.get() == CMxf_SM_SetID::Unlisted)
+        for (const UnlistedRow& other : unlisted)
+            if (other.yy == id.key()[14])
+                return &other.row;
     return nullptr;
 }
 
@@ -51,13 +79,13 @@ const CatalogueRow* rowOf(const CMxf_SM_SetID& id)
 const SetDescription* structuralSetDescription(const CMxf_SM_SetID& id)
 {
     const CatalogueRow* row = rowOf(id);
-    return row ? &row->description() : descriptorDescription(id);
+    return row ? &row->description() : nullptr;
 }
 
 std::unique_ptr<CMxf_SM_BaseSet> newStructuralSet(const CMxf_SM_SetID& id)
 {
     const CatalogueRow* row = rowOf(id);
-    return row ? row->make() : nullptr;
+    return row && row->make ? row->make() : nullptr;
 }
 
 } // namespace Corvidane::MXF

@@ -55,6 +55,15 @@ const SetKeyRow setKeys[] = {
     {39, 0x15, nullptr},
 };
 
+// Sets of the class that the table doesn't list but that writers use (ffmpeg
+// refers to an AVC sub descriptor from H.264 picture descriptors): named, and unlisted.
+const struct {
+    unsigned char yy;
+    const char* className;
+} unlistedNames[] = {
+    {0x6E, "AVCSubDescriptor"},
+};
+
 const unsigned char setKeyPrefix[] = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x53, 0x01};
 const unsigned char setKeyClass[] = {0x0D, 0x01, 0x01, 0x01, 0x01, 0x01};
 
@@ -93,6 +102,10 @@ const char* CMxf_SM_SetID::className() const
     for (const SetKeyRow& row : setKeys)
         if (row.id == m_id)
             return row.className;
+    if (m_id == Unlisted)
+        for (const auto& row : unlistedNames)
+            if (row.yy == m_key[14])
+                return row.className;
     return nullptr;
 }
 

@@ -8,16 +8,6 @@ namespace Corvidane::MXF {
 
 namespace {
 
-bool succeeded(CvResult result) { return result == OK || result == False; }
-
-CvResult fillSet(CMxf_SM_BaseSet& set, const SetDescription& description, CKlvLocalSet& items,
-                 SetReadContext& context, const wchar_t* badShapeText = nullptr)
-{
-    DecodeRules rules;
-    rules.shortReferences = context.shortReferences;
-    return description.fill(set, items, context.primer, rules, badShapeText, context.errorText);
-}
-
 // Fills a copy and hands it over only when the set read well.
 template <class Set>
 CvResult fillInto(Set& out, const SetDescription& description, CKlvLocalSet& items, SetReadContext& context,
@@ -58,6 +48,14 @@ const std::vector<DataDefinitionAlias>& dataDefinitionAliases()
 }
 
 } // namespace
+
+CvResult fillSet(CMxf_SM_BaseSet& set, const SetDescription& description, CKlvLocalSet& items,
+                 SetReadContext& context, const wchar_t* badShapeText)
+{
+    DecodeRules rules;
+    rules.shortReferences = context.shortReferences;
+    return description.fill(set, items, context.primer, rules, badShapeText, context.errorText);
+}
 
 CvResult readPreface(CKlvLocalSet& items, CMxf_SM_PrefaceSet& preface, SetReadContext& context)
 {

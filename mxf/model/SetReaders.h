@@ -25,8 +25,19 @@ struct SetReadContext {
     bool shortReferences = false;
     // The length of the essence, for durations written as unknown; none keeps them.
     std::function<int64_t()> lengthFromEssence;
+    // Sony DV files repeat a sound descriptor's channel count label for its
+    // quantization bits.
+    bool repeatedChannelCountIsBits = false;
     std::wstring errorText;
 };
+
+// Fills `set` by its description with the context's primer and rules; a
+// batch or reference of the wrong shape fails with `badShapeText` when there
+// is one, and is left out when there is none.
+CvResult fillSet(CMxf_SM_BaseSet& set, const SetDescription& description, CKlvLocalSet& items,
+                 SetReadContext& context, const wchar_t* badShapeText = nullptr);
+// OK or False: the set read, some of its labels perhaps not the set's.
+inline bool succeeded(CvResult result) { return result == OK || result == False; }
 
 // Resets the preface and fills it.
 CvResult readPreface(CKlvLocalSet& items, CMxf_SM_PrefaceSet& preface, SetReadContext& context);

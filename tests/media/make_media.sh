@@ -55,6 +55,25 @@ mxf_d10.mxf)
     # D-10 (IMX 30): intra MPEG-2 at a constant 30 Mbit/s in 608 lines, AES3 sound.
     ff $(video 720x608 25 0.4) $(tone 48000 0.4) -c:v mpeg2video -pix_fmt yuv422p -g 1 -b:v 30M -minrate 30M \
         -maxrate 30M -bufsize 1200000 -rc_init_occupancy 1200000 -c:a pcm_s16le -ac 2 $exact -f mxf_d10 "$tmp" ;;
+mxf_op1a_mpeg2_pcm24.mxf)
+    # Long GOP MPEG-2 with 24-bit sound and a timecode track.
+    ff $(video 320x240 25 0.4) $(tone 48000 0.4) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
+        -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mxf "$tmp" ;;
+mxf_op1a_dv.mxf)
+    ff $(video 720x576 25 0.4) $(tone 48000 0.4) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact \
+        -f mxf "$tmp" ;;
+mxf_op1a_dnxhd.mxf)
+    ff $(video 1920x1080 25 0.2) $(tone 48000 0.2) -c:v dnxhd -b:v 36M -pix_fmt yuv422p -c:a pcm_s24le -ac 2 \
+        $exact -f mxf "$tmp" ;;
+mxf_opatom_pcm24.mxf)
+    ff $(tone 48000 0.4) -c:a pcm_s24le -ac 1 $exact -f mxf_opatom "$tmp" ;;
+mxf_prores.mxf)
+    ff $(video 1920x1080 25 0.2) -c:v prores -profile:v 2 -pix_fmt yuv422p10le $exact -f mxf "$tmp" ;;
+mxf_jpeg2000.mxf)
+    ff $(video 320x240 25 0.2) -c:v jpeg2000 -pix_fmt yuv422p $exact -f mxf "$tmp" ;;
+mxf_h264.mxf)
+    ff $(video 1920x1080 25 0.2) -c:v libx264 -threads 1 -preset veryfast -g 12 -pix_fmt yuv420p $exact \
+        -f mxf "$tmp" ;;
 mxf_pipe.mxf)
     # Written to a pipe: no seeking back, so the header partition stays open and incomplete.
     ff $(video 320x240 25 1) -c:v mpeg2video -pix_fmt yuv422p $exact -f mxf pipe:1 > "$tmp" ;;

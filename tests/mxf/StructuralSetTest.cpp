@@ -24,30 +24,9 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-const char* const ffmpegFiles[] = {"mxf_op1a_mpeg2_tc.mxf", "mxf_opatom_dnxhd.mxf", "mxf_d10.mxf", "mxf_pipe.mxf"};
-
-// The file's own items of a set, in its order, with its tags.
-std::vector<MXF_TAG2UL> itemsOf(const CKlvItem& set, const CMxf_SM_Primer& primer)
-{
-    std::vector<MXF_TAG2UL> items;
-    CKlvLocalSet walk(set);
-    do {
-        if (const MXF_TAG2UL* entry = primer.FindTag(static_cast<uint16_t>(walk.getTag())))
-            items.push_back(*entry);
-    } while (walk.moveNext() == OK);
-    return items;
-}
-
-// Writes `set` back with the file's items; the value written.
-Bytes rewrite(const CMxf_SM_BaseSet& set, const SetDescription& description, const CKlvItem& original,
-              const CMxf_SM_Primer& primer)
-{
-    Bytes out(original.length + 64);
-    int64_t written = description.write(set, original.key, itemsOf(original, primer), out.data(), out.size());
-    if (written < 20 || out[16] != 0x83)
-        return Bytes();
-    return Bytes(out.begin() + 20, out.begin() + written);
-}
+const char* const ffmpegFiles[] = {"mxf_op1a_mpeg2_tc.mxf", "mxf_opatom_dnxhd.mxf", "mxf_d10.mxf", "mxf_pipe.mxf",
+                                   "mxf_op1a_mpeg2_pcm24.mxf", "mxf_op1a_dv.mxf", "mxf_op1a_dnxhd.mxf",
+                                   "mxf_opatom_pcm24.mxf", "mxf_prores.mxf", "mxf_jpeg2000.mxf", "mxf_h264.mxf"};
 
 // Bytes as hex, so that a difference shows where it is.
 std::string hex(const Bytes& bytes)
@@ -83,7 +62,7 @@ TEST_P(MxfStructuralSets, EverySetReadsWholeAndWritesTheSameBytes)
         std::wstring text;
         EXPECT_EQ(description->fill(*object, items, file.primer, DecodeRules{}, nullptr, text), OK)
             << id.className() << " at " << set.offset;
-        EXPECT_EQ(hex(rewrite(*object, *description, set.item, file.primer)), valueOf(set.item))
+        EXPECT_EQ(hex(rewriteSet(*object, *description, set.item, file.primer)), valueOf(set.item))
             << id.className() << " at " << set.offset;
     }
     // Preface, identification, content storage, two packages, and a track,
@@ -261,15 +240,6 @@ TEST(MxfStructuralSets, PackageGraphOfAnOp1aFileTiesTogether)
     EXPECT_TRUE(metadata.preface.operationalPattern.isOp1a());
 }
 
-// Puts `value` in place of every copy of the set's value (header and footer).
-void replaceEverywhere(Bytes& bytes, const CKlvItem& set, const Bytes& value)
-{
-    const Bytes old(set.value, set.value + set.length);
-    for (auto at = std::search(bytes.begin(), bytes.end(), old.begin(), old.end()); at != bytes.end();
-         at = std::search(at + old.size(), bytes.end(), old.begin(), old.end()))
-        std::copy(value.begin(), value.end(), at);
-}
-
 // Sets changed and written again in place of ffmpeg's (the same sizes) are
 // read by ffprobe and mediainfo with the values put in.
 TEST(MxfStructuralSets, SetsWeWriteAreReadByFfprobeAndMediainfo)
@@ -288,7 +258,7 @@ TEST(MxfStructuralSets, SetsWeWriteAreReadByFfprobeAndMediainfo)
         identification.companyName = L"Magpie";
         identification.productName = L"Rookery 10";
         identification.productVersion = {3, 5, 0, 3, 0};
-        Bytes value = rewrite(identification, CMxf_SM_IdSet::description(), set->item, file.primer);
+        Bytes value = rewriteSet(identification, CMxf_SM_IdSet::description(), set->item, file.primer);
         ASSERT_EQ(value.size(), set->item.length);
         replaceEverywhere(bytes, set->item, value);
         ++changed;
@@ -301,7 +271,7 @@ TEST(MxfStructuralSets, SetsWeWriteAreReadByFfprobeAndMediainfo)
                                                                  nullptr, text),
                   OK);
         component.timecode->startTimecode = ((1 * 60 + 2) * 60 + 3) * 25 + 4;
-        Bytes value = rewrite(component, CMxf_SM_SourceClip::timecodeDescription(), set->item, file.primer);
+        Bytes value = rewriteSet(component, CMxf_SM_SourceClip::timecodeDescription(), set->item, file.primer);
         ASSERT_EQ(value.size(), set->item.length);
         replaceEverywhere(bytes, set->item, value);
         ++changed;
