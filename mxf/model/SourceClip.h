@@ -4,12 +4,13 @@
 #include <string>
 
 #include "mxf/model/BaseSet.h"
+#include "mxf/model/DataDefinitionKind.h"
 
 namespace Corvidane::MXF {
 
 // What the components of a sequence share: what kind of data, where it
 // starts and how long it runs.
-class BaseSourceClip : public CMxf_SM_BaseSet {
+class BaseSourceClip : public CMxf_SM_BaseSet, public DataDefinitionKind<BaseSourceClip> {
 public:
     BaseSourceClip() = default;
     BaseSourceClip(const BaseSourceClip& other) : CMxf_SM_BaseSet() { assign(other); }
@@ -20,15 +21,6 @@ public:
     }
     void assign(const BaseSourceClip& other);
 
-    bool isPicture() const { return MXF::isPicture(dataDefinition); }
-    bool isSound() const { return MXF::isSound(dataDefinition); }
-    bool isTimeCode() const { return MXF::isTimeCode(dataDefinition); }
-    bool isData() const { return MXF::isData(dataDefinition); }
-    bool isDM() const { return MXF::isDM(dataDefinition); }
-    bool isEdgeCode() const { return MXF::isEdgeCode(dataDefinition); }
-    bool isAAFPicture() const { return MXF::isAAFPicture(dataDefinition); }
-    bool isAAFSound() const { return MXF::isAAFSound(dataDefinition); }
-    bool isAAFTimeCode() const { return MXF::isAAFTimeCode(dataDefinition); }
 
     // Data definition and duration: the items of every structural component.
     static const SetDescription& componentDescription();

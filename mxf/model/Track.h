@@ -8,7 +8,7 @@
 namespace Corvidane::MXF {
 
 // The components of a track, one after the other.
-class CMxf_SM_Sequence : public CMxf_SM_BaseSet {
+class CMxf_SM_Sequence : public CMxf_SM_BaseSet, public DataDefinitionKind<CMxf_SM_Sequence> {
 public:
     CMxf_SM_Sequence() = default;
     CMxf_SM_Sequence(const CMxf_SM_Sequence& other) : CMxf_SM_BaseSet() { assign(other); }
@@ -19,15 +19,6 @@ public:
     }
     void assign(const CMxf_SM_Sequence& other);
 
-    bool isPicture() const { return MXF::isPicture(dataDefinition); }
-    bool isSound() const { return MXF::isSound(dataDefinition); }
-    bool isTimeCode() const { return MXF::isTimeCode(dataDefinition); }
-    bool isData() const { return MXF::isData(dataDefinition); }
-    bool isDM() const { return MXF::isDM(dataDefinition); }
-    bool isEdgeCode() const { return MXF::isEdgeCode(dataDefinition); }
-    bool isAAFPicture() const { return MXF::isAAFPicture(dataDefinition); }
-    bool isAAFSound() const { return MXF::isAAFSound(dataDefinition); }
-    bool isAAFTimeCode() const { return MXF::isAAFTimeCode(dataDefinition); }
 
     static const SetDescription& description();
 
