@@ -1,8 +1,11 @@
 # Growing files. The sidecar index: appending 3,000,000 rows and reading them
 # back in order and at random from one and two threads, in ns per row,
-# against cat moving the same file's bytes. Then the delay between a capture
-# writing a frame and a follower reading it, against the block period: the
-# capture writes its rows in blocks of 30 frames, 1.2 s at 25 frames a second.
+# against cat moving the same file's bytes; a random get against a get in
+# order, which the cache answers. Seeks: a random get and the search back to
+# a key frame 1,000 and 99,999 frames before, per frame stepped over, against
+# cat and against a get in order. Then the delay between a capture writing a
+# frame and a follower reading it, against the block period: the capture
+# writes its rows in blocks of 30 frames, 1.2 s at 25 frames a second.
 set -eu
 . bench/measure.sh
 dir="$BENCH_DIR/growing"
@@ -25,6 +28,15 @@ line "append, per row" "$(value append_ns_per_row)" "$catWrite"
 line "get in order, per row" "$(value get_sequential_ns)" "$catRead"
 line "get at random, 1 thread" "$(value get_random_1thread_ns)" "$catRead"
 line "get at random, 2 threads" "$(value get_random_2threads_ns)" "$catRead"
+line "seek 1,000 back, per frame" "$(value keyframe_back_1000_ns_per_frame)" "$catRead"
+line "seek 99,999 back, per frame" "$(value keyframe_back_99999_ns_per_frame)" "$catRead"
+inOrder=$(value get_sequential_ns)
+against() { printf '%-34s %12s ns   in order %6s ns   ratio %s\n' "$1" "$2" "$inOrder" "$(ratio "$2" "$inOrder")"; }
+against "get at random, against in order" "$(value get_random_1thread_ns)"
+against "seek 1,000 back, per frame" "$(value keyframe_back_1000_ns_per_frame)"
+against "seek 99,999 back, per frame" "$(value keyframe_back_99999_ns_per_frame)"
+printf '%-34s %12s ns   %s ns for 99,999 back\n' "seek, whole: 1,000 back" "$(value keyframe_back_1000_ns)" \
+    "$(value keyframe_back_99999_ns)"
 
 CVTOOL="$CVTOOL" tools/capture_follow.sh 10 "$dir/live" > /dev/null
 awk 'NR == FNR { written[$1 " " $2] = $4; next }

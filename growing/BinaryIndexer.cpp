@@ -66,8 +66,15 @@ BinaryIndexer::~BinaryIndexer() { close(); }
 
 CvResult BinaryIndexer::fail(CvResult code, const wchar_t* text) const
 {
+    std::lock_guard<std::mutex> guard(m_errorLock);
     m_lastError = text;
     return code;
+}
+
+std::wstring BinaryIndexer::getLastError() const
+{
+    std::lock_guard<std::mutex> guard(m_errorLock);
+    return m_lastError;
 }
 
 CvResult BinaryIndexer::create(const std::wstring& path, const std::vector<TrackStructuralData>& tracks)
@@ -105,6 +112,8 @@ CvResult BinaryIndexer::create(const std::wstring& path, const std::vector<Track
     m_nextTrack = 0;
     m_pending.clear();
     m_pendingRows = 0;
+    m_flushRows = blockRows;
+    m_rowsEnd = headerSize;
     return OK;
 }
 
@@ -176,9 +185,14 @@ CvResult BinaryIndexer::flush()
 {
     if (m_pendingRows == 0 || m_pendingRows < m_flushRows)
         return OK;
+    // The block goes where the last whole row ended, not at the file's size:
+    // a failed write may have left part of it there, and the rows, kept, are
+    // written again over those bytes (the same bytes, so a reader that already
+    // counted whole rows of them read the right entries).
     size_t bytes = m_pending.size() * entrySize;
-    if (!m_file || !m_file->setPosition(m_file->getSize()) || !m_file->write(m_pending.data(), bytes))
+    if (!m_file || !m_file->setPosition(m_rowsEnd) || !m_file->write(m_pending.data(), bytes))
         return fail(Fail, L"Failed to write index data");
+    m_rowsEnd += bytes;
     m_pending.clear();
     m_pendingRows = 0;
     return OK;
@@ -188,6 +202,7 @@ void BinaryIndexer::close()
 {
     m_flushRows = 0;
     flush();
+    m_flushRows = blockRows; // a file created next is written in blocks again
     m_file.reset();
     if (m_deleteFile && !m_path.empty())
         CvFileIOFactoryProvider::deleteFile(m_path.c_str());
@@ -222,35 +237,37 @@ unsigned BinaryIndexer::getLength() const
     if (position + entrySize >= m_file->getSize())
         return count;
     IndexEntry entry;
-    if (m_file->read(position, &entry, entrySize) != entrySize)
-        m_lastError = L"Failed to read expected count";
+    if (m_file->read(position, &entry, entrySize) != entrySize) {
+        fail(Fail, L"Failed to read expected count");
+        entry = IndexEntry{};
+    }
     return (entry.frameType & FrameIncomplete) ? count - 1 : count;
 }
 
-CvResult BinaryIndexer::readRange(unsigned track, unsigned first, unsigned count)
-{
-    return readRows(track, first, count, nullptr);
-}
+unsigned BinaryIndexer::cacheRows() const { return std::max(1u, m_cacheBytes / rowSize()); }
 
-CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count, IndexEntry* firstEntry)
+CvResult BinaryIndexer::readRange(unsigned track, unsigned first, unsigned count)
 {
     if (track >= numTracks())
         return fail(InvalidArg, L"Track index out of range");
-    unsigned cacheRows = std::max(1u, m_cacheBytes / rowSize());
     unsigned rows = count;
     if (count == 0) {
         unsigned available = getNumEntries();
-        rows = first < available ? std::min(cacheRows, available - first) : 0;
+        rows = first < available ? std::min(cacheRows(), available - first) : 0;
     } else {
         // However many rows are asked for, the cache stays within its bytes.
-        rows = std::min(rows, cacheRows);
+        rows = std::min(rows, cacheRows());
     }
     if (rows == 0)
         return fail(InvalidArg, L"Invalid count (Zero or less)");
+    return fillCache(first, rows, first, nullptr);
+}
 
+CvResult BinaryIndexer::fillCache(unsigned first, unsigned rows, unsigned number, IndexEntry* entry)
+{
     // The memory of the cache before last is read into again: a fresh
     // megabyte for every refill would cost more than the read itself.
-    std::vector<IndexEntry> entries;
+    Rows entries;
     {
         SpinGuard guard(m_cacheLock);
         entries.swap(m_spare);
@@ -260,9 +277,10 @@ CvResult BinaryIndexer::readRows(unsigned track, unsigned first, unsigned count,
     size_t got = m_file ? m_file->read(headerSize + uint64_t(first) * rowSize(), entries.data(), wanted) : 0;
     if (got == wanted) {
         // The caller's entry is taken before the rows are shared: another
-        // thread may swap them out as soon as the lock is let go.
-        if (firstEntry)
-            *firstEntry = entries[0];
+        // thread may swap them out as soon as the lock is let go. It is the
+        // one that a get finds in these rows once they are the cache.
+        if (entry)
+            *entry = entries[number - first];
         SpinGuard guard(m_cacheLock);
         m_cache.swap(entries);
         m_cacheStart = first;
@@ -280,6 +298,7 @@ CvResult BinaryIndexer::get(unsigned track, unsigned number, IndexEntry& entry)
 {
     if (track >= numTracks())
         return NotImpl;
+    uint64_t cachedFirst = 0, cachedEnd = 0;
     {
         // The entry index counts from the first cached row; the sidecars
         // read through get hold one track each, where both are the same.
@@ -288,10 +307,47 @@ CvResult BinaryIndexer::get(unsigned track, unsigned number, IndexEntry& entry)
             entry = m_cache[number - m_cacheStart];
             return OK;
         }
+        cachedFirst = m_cacheStart;
+        cachedEnd = m_cacheStart + uint64_t(m_cache.size());
     }
-    if (number >= getNumEntries())
+    unsigned available = getNumEntries();
+    if (number >= available)
         return Range;
-    return readRows(track, number, 0, &entry);
+
+    // Which rows to read. Far from the cache, the whole rows of the page of
+    // the file that holds the sample: a seek costs one small read, one page
+    // from the page cache, and the key-frame search that follows it mostly
+    // stays inside. Next to the cache, on the side the caller is walking,
+    // twice the rows the cache holds, up to its megabyte: reading in order,
+    // forward as playback does or backward as the key-frame search does,
+    // reads each row about once, in few reads.
+    const uint64_t rowBytes = rowSize();
+    uint64_t cached = cachedEnd - cachedFirst;
+    bool forward = cached && number == cachedEnd;
+    bool backward = cached && uint64_t(number) + 1 == cachedFirst;
+    const uint64_t small = std::max<uint64_t>(1, windowBytes / rowBytes);
+    uint64_t first = number, rows = small;
+    if (forward || backward) {
+        rows = std::min<uint64_t>(cacheRows(), std::max(small, 2 * cached));
+        if (backward) {
+            rows = std::min<uint64_t>(rows, uint64_t(number) + 1); // the rows before the cache, no more
+            first = uint64_t(number) + 1 - rows;
+        }
+    } else if (numTracks() == 1) {
+        uint64_t at = headerSize + uint64_t(number) * rowBytes;
+        uint64_t pageStart = at / windowBytes * windowBytes;
+        uint64_t pageEnd = pageStart + windowBytes;
+        first = pageStart <= headerSize ? 0 : (pageStart - headerSize + rowBytes - 1) / rowBytes;
+        uint64_t end = std::max<uint64_t>(number + 1, (pageEnd - headerSize) / rowBytes);
+        rows = end - first;
+    }
+    // With more than one track the entry index is a row index (above), so the
+    // rows start at the sample's, and the answer is that row's first entry, as
+    // it was: forward from it, as many rows as one track would read.
+    if (numTracks() > 1)
+        first = number;
+    rows = std::min<uint64_t>(rows, available - first);
+    return fillCache(static_cast<unsigned>(first), static_cast<unsigned>(rows), number, &entry);
 }
 
 CvResult BinaryIndexer::setOption(Option option, const std::wstring& value)

@@ -40,6 +40,8 @@ TrackStructuralData audioTrack(unsigned format)
     return track;
 }
 
+using Faults = FaultyFiles::Faults;
+
 IndexEntry entryFor(unsigned i) { return IndexEntry{1000u + 10u * i, 10u + i, FramePredicted, i, i}; }
 
 class BinaryIndexerTest : public DriverFixture {
@@ -398,6 +400,150 @@ TEST_F(BinaryIndexerTest, FailedBlockWriteIsReported)
         last = writer.add(0, i, entryFor(i));
     EXPECT_EQ(last, Fail);
     EXPECT_EQ(writer.getLastError(), L"Failed to write index data");
+}
+
+// A full disk takes part of a block; the writer reports it, keeps the rows,
+// and once there is room writes them where the last whole row ended, over
+// the partial bytes, so that no later row is shifted.
+TEST_F(BinaryIndexerTest, AFailedBlockIsWrittenAgainWhereTheLastWholeRowEnded)
+{
+    FaultyFiles faulty;
+    faulty.faults().partialWrites = true;
+    faulty.faults().diskSpace = 512 + 40 * 22 + 7; // the first block, then 10 rows and 7 bytes of the second
+    BinaryIndexer writer;
+    writer.setOption(Indexer::DeleteOnClose, L"no");
+    ASSERT_EQ(writer.create(wpath(), {videoTrack()}), OK);
+    for (unsigned i = 0; i < 30; ++i)
+        ASSERT_EQ(writer.add(0, i, entryFor(i)), OK);
+    CvResult last = OK;
+    for (unsigned i = 30; i < 60; ++i)
+        last = writer.add(0, i, entryFor(i));
+    EXPECT_EQ(last, Fail);
+    EXPECT_EQ(writer.getLastError(), L"Failed to write index data");
+    EXPECT_EQ(sizeOf(), 512u + 40 * 22 + 7);
+
+    // A follower meanwhile sees the whole rows that reached the disk, all right.
+    auto follower = reader();
+    ASSERT_EQ(follower->open(wpath()), OK);
+    EXPECT_EQ(follower->getNumEntries(), 40u);
+    IndexEntry entry;
+    ASSERT_EQ(follower->get(0, 39, entry), OK);
+    EXPECT_EQ(+entry.offset, entryFor(39).offset);
+
+    // Still full: the next row fails too, and writes no byte past the space.
+    EXPECT_EQ(writer.add(0, 60, entryFor(60)), Fail);
+    EXPECT_EQ(sizeOf(), 512u + 40 * 22 + 7);
+
+    faulty.faults().diskSpace = UINT64_MAX; // room again: the next row writes all that waits
+    ASSERT_EQ(writer.add(0, 61, entryFor(61)), OK);
+    EXPECT_EQ(sizeOf(), 512u + 62 * 22);
+    for (unsigned i = 62; i < 95; ++i)
+        ASSERT_EQ(writer.add(0, i, entryFor(i)), OK);
+    EXPECT_EQ(sizeOf(), 512u + 92 * 22);
+    writer.close();
+    EXPECT_EQ(sizeOf(), 512u + 95 * 22);
+
+    follower->recalculateSize();
+    ASSERT_EQ(follower->getNumEntries(), 95u);
+    for (unsigned i = 0; i < 95; ++i) {
+        SCOPED_TRACE(i);
+        ASSERT_EQ(follower->get(0, i, entry), OK);
+        EXPECT_EQ(+entry.offset, entryFor(i).offset);
+        EXPECT_EQ(+entry.size, entryFor(i).size);
+        EXPECT_EQ(+entry.presentationIndex, i);
+        EXPECT_EQ(+entry.decodeIndex, i);
+    }
+}
+
+// The same when the last block, written by close, is the one cut short: what
+// reached the disk is whole rows, all right, and a partial one that no
+// reader counts.
+TEST_F(BinaryIndexerTest, AFailedLastBlockLeavesOnlyWholeRightRows)
+{
+    FaultyFiles faulty;
+    faulty.faults().partialWrites = true;
+    faulty.faults().diskSpace = 512 + 12 * 22 + 5;
+    BinaryIndexer writer;
+    writer.setOption(Indexer::DeleteOnClose, L"no");
+    ASSERT_EQ(writer.create(wpath(), {videoTrack()}), OK);
+    for (unsigned i = 0; i < 20; ++i)
+        ASSERT_EQ(writer.add(0, i, entryFor(i)), OK);
+    writer.close();
+    EXPECT_EQ(sizeOf(), 512u + 12 * 22 + 5);
+    auto follower = reader();
+    ASSERT_EQ(follower->open(wpath()), OK);
+    ASSERT_EQ(follower->getNumEntries(), 12u);
+    IndexEntry entry;
+    ASSERT_EQ(follower->get(0, 11, entry), OK);
+    EXPECT_EQ(+entry.offset, entryFor(11).offset);
+}
+
+// Closing flushes every row on its own; the block size comes back for the
+// next file that the indexer creates.
+TEST_F(BinaryIndexerTest, AClosedAndReusedIndexerWritesInBlocksAgain)
+{
+    BinaryIndexer writer;
+    writer.setOption(Indexer::DeleteOnClose, L"no");
+    ASSERT_EQ(writer.create(wpath("first.cvindex"), {videoTrack()}), OK);
+    for (unsigned i = 0; i < 5; ++i)
+        ASSERT_EQ(writer.add(0, i, entryFor(i)), OK);
+    writer.close();
+    EXPECT_EQ(sizeOf("first.cvindex"), 512u + 5 * 22);
+
+    ASSERT_EQ(writer.create(wpath(), {videoTrack()}), OK);
+    for (unsigned i = 0; i < 29; ++i)
+        ASSERT_EQ(writer.add(0, i, entryFor(i)), OK);
+    EXPECT_EQ(sizeOf(), 512u) << "rows wait for their block of 30";
+    ASSERT_EQ(writer.add(0, 29, entryFor(29)), OK);
+    EXPECT_EQ(sizeOf(), 512u + 30 * 22);
+    writer.close();
+}
+
+// A random get reads a window of rows around the sample, not a megabyte
+// from it on; stepping back from there, as the key-frame search does, reads
+// each row about once rather than a refill per step.
+TEST_F(BinaryIndexerTest, RandomAndBackwardGetsReadWhatTheyNeed)
+{
+    const unsigned rows = 120000; // 2.6 MB of rows
+    {
+        SidecarBytes bytes;
+        for (unsigned i = 0; i < rows; ++i)
+            bytes.record(1000ull * i, 1000, FramePredicted, i, i);
+        writeFile(path(), bytes.bytes());
+    }
+    FaultyFiles counting;
+    Faults& counts = counting.faults();
+    auto follower = reader();
+    ASSERT_EQ(follower->open(wpath()), OK);
+
+    IndexEntry entry;
+    uint64_t before = counts.bytesRead;
+    ASSERT_EQ(follower->get(0, 100000, entry), OK);
+    EXPECT_EQ(+entry.decodeIndex, 100000u);
+    EXPECT_LE(counts.bytesRead - before, 16384u) << "one small read for a random get";
+    ASSERT_EQ(follower->get(0, 100000 - 64, entry), OK);
+    ASSERT_EQ(follower->get(0, 100000 + 64, entry), OK);
+    EXPECT_LE(counts.bytesRead - before, 16384u) << "the window reaches round the sample";
+
+    // 3,000 rows back, one at a time.
+    before = counts.bytesRead;
+    uint64_t reads = counts.reads;
+    for (unsigned i = 100000; i-- > 97000;) {
+        ASSERT_EQ(follower->get(0, i, entry), OK);
+        ASSERT_EQ(+entry.decodeIndex, i);
+    }
+    EXPECT_LE(counts.bytesRead - before, 4u * 3000 * 22) << "a row is read about once on the way back";
+    EXPECT_LE(counts.reads - reads, 12u);
+
+    // In order, forward, as playback reads: the reads grow to the cache size.
+    before = counts.bytesRead;
+    reads = counts.reads;
+    for (unsigned i = 0; i < rows; ++i) {
+        ASSERT_EQ(follower->get(0, i, entry), OK);
+        ASSERT_EQ(+entry.decodeIndex, i);
+    }
+    EXPECT_LE(counts.bytesRead - before, 2u * rows * 22);
+    EXPECT_LE(counts.reads - reads, 20u);
 }
 
 TEST_F(BinaryIndexerTest, SelfCheckStopsAtTheDeletedFile)

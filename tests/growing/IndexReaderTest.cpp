@@ -6,6 +6,7 @@
 #include "growing/IndexReader.h"
 #include "growing/SidecarBytes.h"
 #include "support/DriverFixture.h"
+#include "support/FaultyFiles.h"
 #include "support/TempDir.h"
 
 using namespace Corvidane;
@@ -231,6 +232,43 @@ TEST_F(IndexReaderTest, KeyFramesAreFoundNearby)
     EXPECT_EQ(reader->getMetadata("keyframe_right", 30, value), Range);
     EXPECT_EQ(reader->getMetadata("keyframe_left", 5, value), Range);
     EXPECT_EQ(reader->getMetadata("nearest_keyframe", 500, value), Fail);
+}
+
+// A seek far past its key frame: the backward search steps through the rows
+// that lie between, and reads each of them about once. (Refilling the cache
+// forward from every row it stepped to read a megabyte per step.)
+TEST_F(IndexReaderTest, AKeyFrameFarBackIsFoundReadingTheRowsBetweenOnce)
+{
+    const unsigned rows = 60000;
+    SidecarBytes sidecar;
+    for (unsigned i = 0; i < rows; ++i)
+        sidecar.record(i, 1, i % 25000 == 0 ? FrameIntra : FramePredicted, i, i);
+    FaultyFiles counting;
+    auto reader = open(sidecar);
+    const uint64_t before = counting.faults().bytesRead;
+
+    unsigned left = 0, right = 0;
+    bool hasLeft = false, hasRight = false;
+    ASSERT_TRUE(reader->findKeyFrames(49990, left, hasLeft, right, hasRight));
+    ASSERT_TRUE(hasLeft);
+    EXPECT_EQ(left, 25000u);
+    ASSERT_TRUE(hasRight);
+    EXPECT_EQ(right, 50000u);
+    uint64_t between = (49990 - 25000) * 22;
+    EXPECT_LE(counting.faults().bytesRead - before, 3 * between) << "rows read more than about once";
+
+    // A short way back costs one small read.
+    uint64_t start = counting.faults().bytesRead;
+    hasLeft = hasRight = false;
+    ASSERT_TRUE(reader->findKeyFrames(5030, left, hasLeft, right, hasRight));
+    EXPECT_EQ(left, 0u);
+    hasLeft = hasRight = false;
+    ASSERT_TRUE(reader->findKeyFrames(25010, left, hasLeft, right, hasRight));
+    EXPECT_EQ(left, 25000u);
+    EXPECT_LE(counting.faults().bytesRead - start, 6 * 5030 * 22 + 16384);
+    std::wstring value;
+    ASSERT_EQ(reader->getMetadata("nearest_keyframe", 37000, value), OK);
+    EXPECT_EQ(value, L"25000");
 }
 
 TEST_F(IndexReaderTest, MetadataItemsOfAVideoIndex)

@@ -25,11 +25,17 @@ public:
         }
         if (m_faults->shortReadLimit)
             size = std::min(size, m_faults->shortReadLimit);
-        return m_inner->read(position, buffer, size);
+        size_t got = m_inner->read(position, buffer, size);
+        ++m_faults->reads;
+        m_faults->bytesRead += got;
+        return got;
     }
     bool write(const void* buffer, size_t size) override
     {
-        if (m_inner->getPosition() + size > m_faults->diskSpace) {
+        uint64_t position = m_inner->getPosition();
+        if (position + size > m_faults->diskSpace) {
+            if (m_faults->partialWrites && position < m_faults->diskSpace)
+                m_inner->write(buffer, static_cast<size_t>(m_faults->diskSpace - position));
             errno = ENOSPC;
             return false;
         }

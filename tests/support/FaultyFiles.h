@@ -1,5 +1,7 @@
 #pragma once
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "host/OS.h"
@@ -16,8 +18,14 @@ public:
         int readErrno = 0;
         // Writes that would take the file past this size fail with ENOSPC.
         uint64_t diskSpace = UINT64_MAX;
+        // Such a write first writes the bytes that fit below diskSpace, as
+        // write(2) does on a full disk, and leaves them in the file.
+        bool partialWrites = false;
         // The drive's sector size; 0 asks the real drive.
         unsigned sectorSize = 0;
+        // Counted over all files: positioned and plain reads, and their bytes.
+        std::atomic<uint64_t> reads{0};
+        std::atomic<uint64_t> bytesRead{0};
     };
 
     FaultyFiles();
