@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,9 @@
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/read/EssenceLocator.h"
 #include "mxf/read/IndexSegmentLoading.h"
+#include "mxf/read/TrackDeltaMap.h"
 #include "support/DriverFixture.h"
+#include "support/MxfLoadedMetadata.h"
 #include "support/TempDir.h"
 
 using namespace Corvidane::MXF;
@@ -75,42 +78,58 @@ struct IndexedFile {
     CvResult loaded = Fail;
 };
 
-std::vector<std::string> streamTypes(const std::string& path)
+std::vector<std::string> ffprobeColumn(const std::string& path, const std::string& entry)
 {
-    std::string out = runCommand("ffprobe -v error -show_entries stream=codec_type -of csv=p=0 " + shellQuote(path));
-    std::vector<std::string> types;
+    std::string out = runCommand("ffprobe -v error -show_entries stream=" + entry + " -of csv=p=0 " + shellQuote(path));
+    std::vector<std::string> column;
     for (size_t at = 0, end; (end = out.find('\n', at)) != std::string::npos; at = end + 1)
-        types.push_back(out.substr(at, end - at));
-    return types;
+        column.push_back(out.substr(at, end - at));
+    return column;
 }
 
-// The delta entry of each ffprobe stream: pictures and sounds in the order
-// the first edit unit holds them.
-std::vector<int> deltaOfStreams(IndexedFile& f, const std::vector<std::string>& types)
+// What the packages say of the content package: each material track's
+// source track number, found through its first clip.
+ContentPackageTracks contentPackageTracks(const LoadedMetadata& metadata)
 {
-    std::vector<int> pictures, sounds;
-    for (size_t k = 0; k < f.segments.first()->deltaEntries.size(); ++k) {
-        uint64_t offset = 0;
-        CKlvItem item;
-        if (f.locator.getStreamOffsetAndSize(0, int(k), 1, &offset, nullptr) != OK ||
-            !f.itemAt(f.locator.indexOffsetToFileOffset(offset), item) || !isEssenceElementKey(item.key))
-            continue;
-        const unsigned char type = item.key[12];
-        if (type == 0x05 || type == 0x15 || type == 0x18)
-            pictures.push_back(int(k));
-        if (type == 0x06 || type == 0x16)
-            sounds.push_back(int(k));
+    ContentPackageTracks tracks;
+    if (metadata.materialPackages.empty())
+        return tracks;
+    for (const CMxf_SM_Track& track : metadata.materialPackages[0].tracks) {
+        std::optional<uint32_t> number;
+        for (const CMxf_SM_Package& source : metadata.sourcePackages)
+            for (const CMxf_SM_Track& sourceTrack : source.tracks)
+                if (!track.sequence.sourceClips.empty() &&
+                    source.packageUID == track.sequence.sourceClips[0].sourcePackageID &&
+                    sourceTrack.trackID == track.sequence.sourceClips[0].sourceTrackID) {
+                    number = sourceTrack.trackNumber;
+                    tracks.sourceTrackCount = source.tracks.size();
+                }
+        tracks.materialTrackNumbers.push_back(number);
     }
+    return tracks;
+}
+
+// The delta entry of each ffprobe stream as the reader maps it; -1 where the
+// map has none. ffmpeg makes a stream of each material track but timecode
+// tracks, in their order.
+std::vector<int> deltaOfStreams(IndexedFile& f, const std::string& path)
+{
+    const LoadedMetadata metadata{MxfMetadataFile(path)};
+    const ContentPackageTracks tracks = contentPackageTracks(metadata);
+    uint64_t essence = 0;
+    EXPECT_EQ(f.locator.essenceContainerOffset(essence), OK);
+    CMxf_TrackDeltaMap map;
     std::vector<int> deltas;
-    size_t picture = 0, sound = 0;
-    for (const std::string& type : types) {
-        if (type == "video" && picture < pictures.size())
-            deltas.push_back(pictures[picture++]);
-        else if (type == "audio" && sound < sounds.size())
-            deltas.push_back(sounds[sound++]);
-        else
-            deltas.push_back(-1);
+    const std::vector<CMxf_SM_Track>& material = metadata.materialPackages.at(0).tracks;
+    for (size_t i = 0; i < material.size(); ++i) {
+        if (material[i].sequence.isTimeCode())
+            continue;
+        int delta = -1;
+        map.mapTrackToDeltaIndex(int(i), delta, *f.file, essence, f.locator.isClipWrapped(), f.segments.first(),
+                                 tracks, f.report);
+        deltas.push_back(delta);
     }
+    EXPECT_STREQ(f.report.getLastError(), L"No Error");
     return deltas;
 }
 
@@ -126,8 +145,8 @@ protected:
         IndexedFile f(path);
         ASSERT_EQ(f.loaded, OK) << Corvidane::convertString(f.report.getLastError());
         ASSERT_FALSE(f.segments.empty());
-        std::vector<std::string> types = streamTypes(path);
-        std::vector<int> deltas = deltaOfStreams(f, types);
+        std::vector<std::string> types = ffprobeColumn(path, "codec_type");
+        std::vector<int> deltas = deltaOfStreams(f, path);
         std::vector<AviTest::Packet> packets = AviTest::ffprobePackets(path);
         ASSERT_FALSE(packets.empty());
         for (size_t s = 0; s < types.size(); ++s) {
