@@ -82,8 +82,10 @@ std::vector<std::string> ffprobeColumn(const std::string& path, const std::strin
 {
     std::string out = runCommand("ffprobe -v error -show_entries stream=" + entry + " -of csv=p=0 " + shellQuote(path));
     std::vector<std::string> column;
+    // ffprobe puts a blank line after a stream with side data.
     for (size_t at = 0, end; (end = out.find('\n', at)) != std::string::npos; at = end + 1)
-        column.push_back(out.substr(at, end - at));
+        if (end > at)
+            column.push_back(out.substr(at, end - at));
     return column;
 }
 
@@ -147,6 +149,7 @@ protected:
         ASSERT_FALSE(f.segments.empty());
         std::vector<std::string> types = ffprobeColumn(path, "codec_type");
         std::vector<int> deltas = deltaOfStreams(f, path);
+        ASSERT_EQ(deltas.size(), types.size()) << name;
         std::vector<AviTest::Packet> packets = AviTest::ffprobePackets(path);
         ASSERT_FALSE(packets.empty());
         for (size_t s = 0; s < types.size(); ++s) {
