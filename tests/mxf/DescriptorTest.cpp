@@ -435,6 +435,92 @@ Bytes batchOf(uint32_t count, uint32_t itemSize, size_t bytesOfItems)
     return out;
 }
 
+// A property put into a descriptor: its local tag, its label, its value.
+struct CarriedItem {
+    uint16_t tag;
+    const char* label;
+    Bytes value;
+};
+
+struct CarriedCase {
+    const char* what;
+    const char* file;
+    unsigned char sourceClass;  // byte 14 of the key of ffmpeg's descriptor
+    long setId;                 // the class the variant is read as
+    std::vector<CarriedItem> added;
+};
+
+Bytes labelBytes(const char* text)
+{
+    const MXFUL ul = labelFromText(text);
+    return Bytes(ul.bytes, ul.bytes + 16);
+}
+
+Bytes referencesOf(std::initializer_list<unsigned char> fills)
+{
+    Bytes out = batchOf(static_cast<uint32_t>(fills.size()), 16, 0);
+    for (unsigned char fill : fills)
+        out.insert(out.end(), 16, fill);
+    return out;
+}
+
+// ffmpeg's descriptor, with the items the class knows, and properties that
+// ffmpeg doesn't write added, is written back byte for byte as read.
+TEST(MxfDescriptorWrite, PropertiesCarriedAreWrittenBackAsRead)
+{
+    const char* locators = "06.0E.2B.34.01.01.01.02.06.01.01.04.06.03.00.00";
+    const std::vector<CarriedCase> cases = {
+        {"MPEG-2 with locators", "mxf_op1a_mpeg2_pcm24.mxf", 0x51, 27,
+         {{0x2F01, locators, referencesOf({0x11, 0x22})}}},
+        {"RGBA with references and layout", "mxf_op1a_mpeg2_pcm24.mxf", 0x51, 17,
+         {{0x3406, "06.0E.2B.34.01.01.01.05.04.01.05.03.0B.00.00.00", be32(940)},
+          {0x3407, "06.0E.2B.34.01.01.01.05.04.01.05.03.0C.00.00.00", be32(64)},
+          {0x3401, "06.0E.2B.34.01.01.01.02.04.01.05.03.06.00.00.00", {'R', 10, 'G', 10, 'B', 10, 0, 0}}}},
+        {"wave with channel assignment and compression", "mxf_opatom_pcm24.mxf", 0x48, 26,
+         {{0x3D32, "06.0E.2B.34.01.01.01.07.04.02.01.01.05.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.02.02.10.03.01.01.00")},
+          {0xFF41, "06.0E.2B.34.01.01.01.03.04.02.04.02.01.00.00.00", {1, 2, 3}},
+          {0xFF42, "06.0E.2B.34.01.01.01.03.04.02.04.02.02.00.00.00", {4, 5}}}},
+        {"AES3 with channel assignment and locators", "mxf_op1a_mpeg2_pcm24.mxf", 0x47, 25,
+         {{0x3D32, "06.0E.2B.34.01.01.01.07.04.02.01.01.05.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.02.02.10.03.01.02.00")},
+          {0x2F01, locators, referencesOf({0x33})}}},
+        {"ANC with data coding", "mxf_op1a_mpeg2_pcm24.mxf", 0x47, 29,
+         {{0x3E01, "06.0E.2B.34.01.01.01.03.04.03.03.02.00.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.04.02.01.00.00.00.00")}}},
+    };
+    for (const CarriedCase& c : cases) {
+        MxfMetadataFile file(testMedia(c.file));
+        const std::vector<const MxfMetadataFile::Set*> sources = file.setsOf(c.sourceClass);
+        ASSERT_FALSE(sources.empty()) << c.what;
+        const CMxf_SM_SetID id(c.setId);
+        const SetDescription* description = structuralSetDescription(id);
+        ASSERT_NE(description, nullptr) << c.what;
+
+        CMxf_SM_Primer primer = file.primer;
+        ItemsBuilder builder;
+        CKlvLocalSet source(sources.front()->item);
+        do {
+            const MXF_TAG2UL* entry = primer.FindTag(static_cast<uint16_t>(source.getTag()));
+            ASSERT_NE(entry, nullptr) << c.what;
+            if (description->find(entry->ul))
+                builder.item(static_cast<uint16_t>(source.getTag()),
+                             Bytes(source.getItemData(), source.getItemData() + source.getItemLength()));
+        } while (source.moveNext() == OK);
+        for (const CarriedItem& added : c.added) {
+            primer.append(added.tag, labelFromText(added.label));
+            builder.item(added.tag, added.value);
+        }
+
+        CKlvItem klv = builder.klv(c.setId);
+        CKlvLocalSet items(klv);
+        SetReadContext context(primer);
+        CDescriptor descriptor;
+        ASSERT_EQ(readDescriptor(items, id, &descriptor, context), OK) << c.what;
+        EXPECT_EQ(rewriteSet(*descriptor.descriptor, *description, klv, primer), builder.bytes) << c.what;
+    }
+}
+
 CMxf_SM_Primer descriptorPrimer()
 {
     CMxf_SM_Primer primer;
