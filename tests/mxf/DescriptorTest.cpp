@@ -12,6 +12,7 @@
 #include "mxf/model/EssenceCodingTables.h"
 #include "mxf/model/EssenceElement.h"
 #include "mxf/model/EssenceID.h"
+#include "mxf/model/EssenceIdentification.h"
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/model/MxfResults.h"
 #include "mxf/model/Package.h"
@@ -151,6 +152,83 @@ TEST_P(MxfDescriptors, ValuesAgreeWithFfprobe)
     }
     EXPECT_EQ(pictures, c.pictureKind < 0 ? 0u : 1u);
     EXPECT_EQ(sounds, c.soundKind < 0 ? 0u : 1u);
+}
+
+// The essence kinds that name what ffprobe calls a codec.
+bool kindNamesCodec(int kind, const std::string& codec)
+{
+    static const std::multimap<std::string, int> kinds = {
+        {"mpeg2video", EssenceMPEG2}, {"mpeg2video", EssenceIMX}, {"dvvideo", EssenceDV},
+        {"dnxhd", EssenceVC3},        {"prores", EssenceProRes},  {"jpeg2000", EssenceJpeg2000},
+        {"h264", EssenceAVC},         {"pcm_s16le", EssenceWave}, {"pcm_s16le", EssenceAES3},
+        {"pcm_s16le", EssenceIMX},    {"pcm_s24le", EssenceWave}, {"pcm_s24le", EssenceAES3},
+    };
+    auto [first, last] = kinds.equal_range(codec);
+    for (auto it = first; it != last; ++it)
+        if (it->second == kind)
+            return true;
+    return false;
+}
+
+// Each stream's essence is named as ffprobe names its codec: by the
+// descriptor's container label, by the partition's when the descriptor's is
+// lost, and with both lost by the picture coding label at the heights that
+// have container labels, or as wave for sound.
+TEST_P(MxfDescriptors, EssenceIsNamedAsFfprobeNamesTheCodec)
+{
+    const EssenceCase& c = GetParam();
+    const std::string path = testMedia(c.file);
+    for (const CDescriptor& descriptor : readDescriptors(MxfMetadataFile(path))) {
+        PACKAGE_DESCRIPTOR slot;
+        if (!descriptor.toPACKAGE_DESCRIPTOR(slot))
+            continue;
+        const bool isVideo = dynamic_cast<const CMxf_SM_DescriptorPicture*>(descriptor.descriptor.get()) != nullptr;
+        std::map<std::string, std::string> stream = probe(path, isVideo ? "v" : "a");
+        const int height = isVideo ? std::stoi(stream["height"]) : 0;
+        const bool standardHeight = std::set<int>{480, 486, 576, 720, 1080}.count(height) != 0;
+        const MXFUL written = descriptor.descriptor->essenceContainer;
+        CDescriptor lost;
+        lost.CopyFrom(descriptor);
+        lost.descriptor->essenceContainer = MXFUL();
+
+        for (const MXFUL* partition : {&written, static_cast<const MXFUL*>(nullptr)}) {
+            const bool byLabel = partition != nullptr;
+            StreamEssenceFacts facts;
+            facts.descriptor = lost.descriptor.get();
+            facts.partitionContainer = partition;
+            facts.isVideo = isVideo;
+            facts.rate = descriptor.descriptor->sampleRate;
+            facts.height = height;
+            CMxf_GC_EssenceID id;
+            unsigned fcc = 0;
+            std::wstring error;
+            const bool named = essenceIDFromDescriptor(facts, id, fcc, error);
+            if (named) {
+                EXPECT_TRUE(kindNamesCodec(id.codec, stream["codec_name"])) << stream["codec_name"];
+            }
+            if (byLabel || !isVideo) {
+                EXPECT_TRUE(named) << stream["codec_name"];
+                continue;
+            }
+            if (*c.fcc) {
+                EXPECT_EQ(named, standardHeight) << c.fcc;
+                EXPECT_EQ(fourCCToString(fcc), c.fcc);
+            }
+            if (!error.empty()) {
+                EXPECT_FALSE(named);
+                EXPECT_EQ(error, L"essenceIDFromUL failed due to invalid height " + std::to_wstring(height));
+            }
+        }
+        StreamEssenceFacts asWritten;
+        asWritten.descriptor = descriptor.descriptor.get();
+        asWritten.isVideo = isVideo;
+        CMxf_GC_EssenceID id;
+        unsigned fcc = 0;
+        std::wstring error;
+        ASSERT_TRUE(essenceIDFromDescriptor(asWritten, id, fcc, error));
+        EXPECT_TRUE(kindNamesCodec(id.codec, stream["codec_name"])) << stream["codec_name"];
+        EXPECT_EQ(id.label, written);
+    }
 }
 
 // Essence element keys carry the track numbers of the file package's
