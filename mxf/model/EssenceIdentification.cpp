@@ -10,13 +10,6 @@ namespace Corvidane::MXF {
 
 namespace {
 
-// The coding label of Avid's DNxHD files, which no register table names.
-const MXFUL& avidDnxhdCoding()
-{
-    static const MXFUL label = labelFromText("06.0E.2B.34.04.01.01.01.0E.04.02.01.02.04.01.00");
-    return label;
-}
-
 unsigned pictureCode(const CMxf_SM_DescriptorPicture& picture)
 {
     if (const unsigned fcc = fccFromResolutionId(static_cast<int32_t>(picture.avidResolutionID)))
