@@ -33,7 +33,7 @@ const SetDescription& CMxf_SM_DescriptorGeneric::description()
                            &S::containerDuration),
                 essenceContainer,
                 codec,
-                ignoredItem(0x2F01, "02.06.01.01.04.06.03.00.00", "Locators", ItemType::ReferenceBatch),
+                referenceListItem(0x2F01, "02.06.01.01.04.06.03.00.00", "Locators", &S::locators),
                 memberItem(0, "09.06.01.01.04.06.10.00.00", "SubDescriptors", ItemType::ReferenceBatch,
                            &S::subDescriptorUIDs),
             });
@@ -77,11 +77,21 @@ const char* AafTapeDescriptor::className()
     return "AafTapeDescriptor";
 }
 
-const SetDescription& dataDescriptorDescription()
+void CMxf_SM_DescriptorData::assign(const CMxf_SM_DescriptorData& other)
 {
+    if (&other == this)
+        throwSelfAssignment("CMxf_SM_DescriptorData");
+    CMxf_SM_DescriptorGeneric::assign(other);
+    dataEssenceCoding = other.dataEssenceCoding;
+}
+
+const SetDescription& CMxf_SM_DescriptorData::description()
+{
+    using S = CMxf_SM_DescriptorData;
     static const SetDescription items("GenericDataEssenceDescriptor", &CMxf_SM_DescriptorGeneric::description(),
         {
-            ignoredItem(0x3E01, "03.04.03.03.02.00.00.00.00", "DataEssenceCoding", ItemType::Label),
+            memberItem(0x3E01, "03.04.03.03.02.00.00.00.00", "DataEssenceCoding", ItemType::Label,
+                       &S::dataEssenceCoding),
         });
     return items;
 }

@@ -26,7 +26,8 @@ public:
     int64_t containerDuration = 0;
     MXFUL essenceContainer;
     MXFUL codec;
-    std::vector<CMxfLocator> locators;  // external essence is not followed; the list stays empty
+    // Locators of external essence: kept to be written again, not followed.
+    std::vector<CMxfLocator> locators;
     // Sub descriptors of the essence (an AVC sub descriptor), and the
     // descriptors a multiple descriptor gathers.
     std::vector<GUID> subDescriptorUIDs;
@@ -52,12 +53,29 @@ public:
     static const SetDescription& description();
 };
 
+// The descriptor of data essence (VBI and ANC): what codes the data.
+class CMxf_SM_DescriptorData : public CMxf_SM_DescriptorGeneric {
+public:
+    CMxf_SM_DescriptorData() = default;
+    CMxf_SM_DescriptorData(const CMxf_SM_DescriptorData& other) : CMxf_SM_DescriptorGeneric() { assign(other); }
+    CMxf_SM_DescriptorData& operator=(const CMxf_SM_DescriptorData& other)
+    {
+        assign(other);
+        return *this;
+    }
+    void assign(const CMxf_SM_DescriptorData& other);
+
+    static const SetDescription& description();
+
+    MXFUL dataEssenceCoding;
+};
+
 // Descriptors that are known by their class alone.
-template <int Kind>
-class KindOnlyDescriptor : public CMxf_SM_DescriptorGeneric {
+template <int Kind, class Base = CMxf_SM_DescriptorGeneric>
+class KindOnlyDescriptor : public Base {
 public:
     KindOnlyDescriptor() = default;
-    KindOnlyDescriptor(const KindOnlyDescriptor& other) : CMxf_SM_DescriptorGeneric() { assign(other); }
+    KindOnlyDescriptor(const KindOnlyDescriptor& other) : Base() { assign(other); }
     KindOnlyDescriptor& operator=(const KindOnlyDescriptor& other)
     {
         assign(other);
@@ -67,17 +85,13 @@ public:
     {
         if (&other == this)
             throwSelfAssignment(className());
-        CMxf_SM_DescriptorGeneric::assign(other);
+        Base::assign(other);
     }
     static const char* className();
 };
 
-using AncDescriptor = KindOnlyDescriptor<0>;
-using VbiDescriptor = KindOnlyDescriptor<1>;
+using AncDescriptor = KindOnlyDescriptor<0, CMxf_SM_DescriptorData>;
+using VbiDescriptor = KindOnlyDescriptor<1, CMxf_SM_DescriptorData>;
 using AafTapeDescriptor = KindOnlyDescriptor<2>;
-
-// The properties of data descriptors (VBI and ANC): the data coding label is
-// recognised and not kept.
-const SetDescription& dataDescriptorDescription();
 
 } // namespace Corvidane::MXF

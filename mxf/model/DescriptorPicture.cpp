@@ -214,6 +214,8 @@ void CMxf_SM_DescriptorPictureRGBA::assign(const CMxf_SM_DescriptorPictureRGBA& 
         throwSelfAssignment("CMxf_SM_DescriptorPictureRGBA");
     CMxf_SM_DescriptorPicture::assign(other);
     componentDepth = other.componentDepth;
+    componentMinRef = other.componentMinRef;
+    pixelLayout = other.pixelLayout;
     blackRefLevel = other.blackRefLevel;
 }
 
@@ -221,14 +223,20 @@ const SetDescription& CMxf_SM_DescriptorPictureRGBA::description()
 {
     using S = CMxf_SM_DescriptorPictureRGBA;
     static const SetDescription items = [] {
-        // The layout's bytes are not kept; reading one forgets the black level.
-        SetItem layout = ignoredItem(0x3401, "02.04.01.05.03.06.00.00.00", "PixelLayout", ItemType::Bytes);
-        layout.store = [](CMxf_SM_BaseSet& set, const ItemValue&) { static_cast<S&>(set).blackRefLevel = 0; };
+        // Reading a layout forgets the black level.
+        SetItem layout = memberItem(0x3401, "02.04.01.05.03.06.00.00.00", "PixelLayout", ItemType::Bytes,
+                                    &S::pixelLayout);
+        layout.store = [](CMxf_SM_BaseSet& set, const ItemValue& v) {
+            S& rgba = static_cast<S&>(set);
+            rgba.pixelLayout = std::get<std::vector<unsigned char>>(v);
+            rgba.blackRefLevel = 0;
+        };
         return SetDescription("RGBAEssenceDescriptor", &CMxf_SM_DescriptorPicture::description(),
             {
                 memberItem(0x3406, "05.04.01.05.03.0B.00.00.00", "ComponentMaxRef", ItemType::UInt32,
                            &S::componentDepth),
-                ignoredItem(0x3407, "05.04.01.05.03.0C.00.00.00", "ComponentMinRef", ItemType::UInt32),
+                memberItem(0x3407, "05.04.01.05.03.0C.00.00.00", "ComponentMinRef", ItemType::UInt32,
+                           &S::componentMinRef),
                 layout,
             });
     }();

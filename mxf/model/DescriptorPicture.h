@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <vector>
 
 #include "mxf/model/DescriptorGeneric.h"
 
@@ -128,6 +129,8 @@ public:
     static const SetDescription& description();
 
     uint32_t componentDepth = 0;
+    uint32_t componentMinRef = 0;
+    std::vector<unsigned char> pixelLayout;
     uint32_t blackRefLevel = 0;  // cleared by a pixel layout
 };
 

@@ -93,8 +93,8 @@ CvResult Descriptor_AafTape(CKlvLocalSet& set, CDescriptor* descriptor, SetReadC
 
 CvResult Descriptor_AncData(CKlvLocalSet& set, bool isVbi, CDescriptor* descriptor, SetReadContext& context)
 {
-    return isVbi ? readAs<VbiDescriptor>(set, descriptor, context, dataDescriptorDescription())
-                 : readAs<AncDescriptor>(set, descriptor, context, dataDescriptorDescription());
+    return isVbi ? readAs<VbiDescriptor>(set, descriptor, context, CMxf_SM_DescriptorData::description())
+                 : readAs<AncDescriptor>(set, descriptor, context, CMxf_SM_DescriptorData::description());
 }
 
 namespace {

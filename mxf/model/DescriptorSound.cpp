@@ -15,6 +15,8 @@ void CMxf_SM_DescriptorSound::assign(const CMxf_SM_DescriptorSound& other)
     quantizationBits = other.quantizationBits;
     dialNorm = other.dialNorm;
     soundEssenceCompression = other.soundEssenceCompression;
+    soundCompressionKind = other.soundCompressionKind;
+    soundCompressionParameters = other.soundCompressionParameters;
     repeatedChannelCountIsBits = other.repeatedChannelCountIsBits;
 }
 
@@ -47,8 +49,10 @@ const SetDescription& CMxf_SM_DescriptorSound::description()
                 memberItem(0x3D0C, "05.04.02.07.01.00.00.00.00", "DialNorm", ItemType::UInt8, &S::dialNorm),
                 memberItem(0x3D06, "02.04.02.04.02.00.00.00.00", "SoundEssenceCoding", ItemType::Label,
                            &S::soundEssenceCompression),
-                ignoredItem(0, "03.04.02.04.02.01.00.00.00", "SoundCompressionKind", ItemType::Bytes),
-                ignoredItem(0, "03.04.02.04.02.02.00.00.00", "SoundCompressionParameters", ItemType::Bytes),
+                memberItem(0, "03.04.02.04.02.01.00.00.00", "SoundCompressionKind", ItemType::Bytes,
+                           &S::soundCompressionKind),
+                memberItem(0, "03.04.02.04.02.02.00.00.00", "SoundCompressionParameters", ItemType::Bytes,
+                           &S::soundCompressionParameters),
             });
     }();
     return items;
@@ -63,6 +67,7 @@ void CMxf_SM_DescriptorSoundWave::assign(const CMxf_SM_DescriptorSoundWave& othe
     sequenceOffset = other.sequenceOffset;
     avgBps = other.avgBps;
     peakEnvelopeData = other.peakEnvelopeData;
+    channelAssignment = other.channelAssignment;
 }
 
 const SetDescription& CMxf_SM_DescriptorSoundWave::description()
@@ -75,7 +80,8 @@ const SetDescription& CMxf_SM_DescriptorSoundWave::description()
             memberItem(0x3D09, "05.04.02.03.03.05.00.00.00", "AvgBps", ItemType::UInt32, &S::avgBps),
             memberItem(0x3D29, "05.04.02.03.01.05.00.00.00", "PeakEnvelopeData", ItemType::Bytes,
                        &S::peakEnvelopeData),
-            ignoredItem(0x3D32, "07.04.02.01.01.05.00.00.00", "ChannelAssignment", ItemType::Label),
+            memberItem(0x3D32, "07.04.02.01.01.05.00.00.00", "ChannelAssignment", ItemType::Label,
+                       &S::channelAssignment),
         });
     return items;
 }

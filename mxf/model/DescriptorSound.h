@@ -28,6 +28,9 @@ public:
     uint32_t quantizationBits = 0;
     uint8_t dialNorm = 0;
     MXFUL soundEssenceCompression;
+    // Two properties of Avid's writers, kept as read to be written again.
+    std::vector<unsigned char> soundCompressionKind;
+    std::vector<unsigned char> soundCompressionParameters;
     // Set before reading a Sony DV file, whose sound descriptors repeat the
     // channel count label for the quantization bits.
     bool repeatedChannelCountIsBits = false;
@@ -54,6 +57,7 @@ public:
     uint8_t sequenceOffset = 0;
     uint32_t avgBps = 0;
     std::vector<unsigned char> peakEnvelopeData;
+    MXFUL channelAssignment;
 };
 
 // PCM sound in AES3 subframes, with its channel status and user data modes.

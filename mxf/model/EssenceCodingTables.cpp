@@ -123,6 +123,12 @@ unsigned fccFromResolutionId(int32_t id)
     return row ? row->fcc : 0;
 }
 
+const MXFUL& avidDnxhdCoding()
+{
+    static const MXFUL label = labelFromText("06.0E.2B.34.04.01.01.01.0E.04.02.01.02.04.01.00");
+    return label;
+}
+
 bool isNtscRate(double rate) { return (rate > 29.96 && rate < 29.98) || (rate > 59.93 && rate < 59.95); }
 
 unsigned dataRateFromResolutionId(int32_t id, double rate)

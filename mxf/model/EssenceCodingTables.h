@@ -16,6 +16,8 @@ unsigned fccFromResolutionId(int32_t id);
 // In the units of the data rate fields; `rate` picks the 29.97 and 59.94
 // values of the rows that have two. 0 for an identifier the table doesn't hold.
 unsigned dataRateFromResolutionId(int32_t id, double rate);
+// The picture coding label of Avid's DNxHD files, which no register table names.
+const MXFUL& avidDnxhdCoding();
 // Frame rates within 29.96 to 29.98 or 59.93 to 59.95.
 bool isNtscRate(double rate);
 

@@ -40,15 +40,15 @@ const CatalogueRow catalogue[] = {
     {16, CMxf_SM_DescriptorPictureCDCI::description, make<CMxf_SM_DescriptorPictureCDCI>},
     {17, CMxf_SM_DescriptorPictureRGBA::description, make<CMxf_SM_DescriptorPictureRGBA>},
     {18, CMxf_SM_DescriptorSound::description, make<CMxf_SM_DescriptorSound>},
-    {19, dataDescriptorDescription, nullptr},
+    {19, CMxf_SM_DescriptorData::description, nullptr},
     {20, CMxf_SM_DescriptorMutipleSet::description, make<CMxf_SM_DescriptorMutipleSet>},
     {21, CMxf_SM_BaseSet::description, make<CMxfLocator>},
     {22, CMxf_SM_BaseSet::description, make<CMxfLocator>},
     {25, CMxf_SM_DescriptorSoundAES3::description, make<CMxf_SM_DescriptorSoundAES3>},
     {26, CMxf_SM_DescriptorSoundWave::description, make<CMxf_SM_DescriptorSoundWave>},
     {27, CMxf_SM_DescriptorPictureMPEG2::description, make<CMxf_SM_DescriptorPictureMPEG2>},
-    {28, dataDescriptorDescription, make<VbiDescriptor>},
-    {29, dataDescriptorDescription, make<AncDescriptor>},
+    {28, CMxf_SM_DescriptorData::description, make<VbiDescriptor>},
+    {29, CMxf_SM_DescriptorData::description, make<AncDescriptor>},
     {30, CMxf_SM_DescriptorGeneric::description, make<AafTapeDescriptor>},
 };
 

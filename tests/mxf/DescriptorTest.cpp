@@ -12,6 +12,7 @@
 #include "mxf/model/EssenceCodingTables.h"
 #include "mxf/model/EssenceElement.h"
 #include "mxf/model/EssenceID.h"
+#include "mxf/model/EssenceIdentification.h"
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/model/MxfResults.h"
 #include "mxf/model/Package.h"
@@ -151,6 +152,83 @@ TEST_P(MxfDescriptors, ValuesAgreeWithFfprobe)
     }
     EXPECT_EQ(pictures, c.pictureKind < 0 ? 0u : 1u);
     EXPECT_EQ(sounds, c.soundKind < 0 ? 0u : 1u);
+}
+
+// The essence kinds that name what ffprobe calls a codec.
+bool kindNamesCodec(int kind, const std::string& codec)
+{
+    static const std::multimap<std::string, int> kinds = {
+        {"mpeg2video", EssenceMPEG2}, {"mpeg2video", EssenceIMX}, {"dvvideo", EssenceDV},
+        {"dnxhd", EssenceVC3},        {"prores", EssenceProRes},  {"jpeg2000", EssenceJpeg2000},
+        {"h264", EssenceAVC},         {"pcm_s16le", EssenceWave}, {"pcm_s16le", EssenceAES3},
+        {"pcm_s16le", EssenceIMX},    {"pcm_s24le", EssenceWave}, {"pcm_s24le", EssenceAES3},
+    };
+    auto [first, last] = kinds.equal_range(codec);
+    for (auto it = first; it != last; ++it)
+        if (it->second == kind)
+            return true;
+    return false;
+}
+
+// Each stream's essence is named as ffprobe names its codec: by the
+// descriptor's container label, by the partition's when the descriptor's is
+// lost, and with both lost by the picture coding label at the heights that
+// have container labels, or as wave for sound.
+TEST_P(MxfDescriptors, EssenceIsNamedAsFfprobeNamesTheCodec)
+{
+    const EssenceCase& c = GetParam();
+    const std::string path = testMedia(c.file);
+    for (const CDescriptor& descriptor : readDescriptors(MxfMetadataFile(path))) {
+        PACKAGE_DESCRIPTOR slot;
+        if (!descriptor.toPACKAGE_DESCRIPTOR(slot))
+            continue;
+        const bool isVideo = dynamic_cast<const CMxf_SM_DescriptorPicture*>(descriptor.descriptor.get()) != nullptr;
+        std::map<std::string, std::string> stream = probe(path, isVideo ? "v" : "a");
+        const int height = isVideo ? std::stoi(stream["height"]) : 0;
+        const bool standardHeight = std::set<int>{480, 486, 576, 720, 1080}.count(height) != 0;
+        const MXFUL written = descriptor.descriptor->essenceContainer;
+        CDescriptor lost;
+        lost.CopyFrom(descriptor);
+        lost.descriptor->essenceContainer = MXFUL();
+
+        for (const MXFUL* partition : {&written, static_cast<const MXFUL*>(nullptr)}) {
+            const bool byLabel = partition != nullptr;
+            StreamEssenceFacts facts;
+            facts.descriptor = lost.descriptor.get();
+            facts.partitionContainer = partition;
+            facts.isVideo = isVideo;
+            facts.rate = descriptor.descriptor->sampleRate;
+            facts.height = height;
+            CMxf_GC_EssenceID id;
+            unsigned fcc = 0;
+            std::wstring error;
+            const bool named = essenceIDFromDescriptor(facts, id, fcc, error);
+            if (named) {
+                EXPECT_TRUE(kindNamesCodec(id.codec, stream["codec_name"])) << stream["codec_name"];
+            }
+            if (byLabel || !isVideo) {
+                EXPECT_TRUE(named) << stream["codec_name"];
+                continue;
+            }
+            if (*c.fcc) {
+                EXPECT_EQ(named, standardHeight) << c.fcc;
+                EXPECT_EQ(fourCCToString(fcc), c.fcc);
+            }
+            if (!error.empty()) {
+                EXPECT_FALSE(named);
+                EXPECT_EQ(error, L"essenceIDFromUL failed due to invalid height " + std::to_wstring(height));
+            }
+        }
+        StreamEssenceFacts asWritten;
+        asWritten.descriptor = descriptor.descriptor.get();
+        asWritten.isVideo = isVideo;
+        CMxf_GC_EssenceID id;
+        unsigned fcc = 0;
+        std::wstring error;
+        ASSERT_TRUE(essenceIDFromDescriptor(asWritten, id, fcc, error));
+        EXPECT_TRUE(kindNamesCodec(id.codec, stream["codec_name"])) << stream["codec_name"];
+        EXPECT_EQ(id.label, written);
+    }
 }
 
 // Essence element keys carry the track numbers of the file package's
@@ -433,6 +511,92 @@ Bytes batchOf(uint32_t count, uint32_t itemSize, size_t bytesOfItems)
     out.insert(out.end(), size.begin(), size.end());
     out.resize(out.size() + bytesOfItems, 0x42);
     return out;
+}
+
+// A property put into a descriptor: its local tag, its label, its value.
+struct CarriedItem {
+    uint16_t tag;
+    const char* label;
+    Bytes value;
+};
+
+struct CarriedCase {
+    const char* what;
+    const char* file;
+    unsigned char sourceClass;  // byte 14 of the key of ffmpeg's descriptor
+    long setId;                 // the class the variant is read as
+    std::vector<CarriedItem> added;
+};
+
+Bytes labelBytes(const char* text)
+{
+    const MXFUL ul = labelFromText(text);
+    return Bytes(ul.bytes, ul.bytes + 16);
+}
+
+Bytes referencesOf(std::initializer_list<unsigned char> fills)
+{
+    Bytes out = batchOf(static_cast<uint32_t>(fills.size()), 16, 0);
+    for (unsigned char fill : fills)
+        out.insert(out.end(), 16, fill);
+    return out;
+}
+
+// ffmpeg's descriptor, with the items the class knows, and properties that
+// ffmpeg doesn't write added, is written back byte for byte as read.
+TEST(MxfDescriptorWrite, PropertiesCarriedAreWrittenBackAsRead)
+{
+    const char* locators = "06.0E.2B.34.01.01.01.02.06.01.01.04.06.03.00.00";
+    const std::vector<CarriedCase> cases = {
+        {"MPEG-2 with locators", "mxf_op1a_mpeg2_pcm24.mxf", 0x51, 27,
+         {{0x2F01, locators, referencesOf({0x11, 0x22})}}},
+        {"RGBA with references and layout", "mxf_op1a_mpeg2_pcm24.mxf", 0x51, 17,
+         {{0x3406, "06.0E.2B.34.01.01.01.05.04.01.05.03.0B.00.00.00", be32(940)},
+          {0x3407, "06.0E.2B.34.01.01.01.05.04.01.05.03.0C.00.00.00", be32(64)},
+          {0x3401, "06.0E.2B.34.01.01.01.02.04.01.05.03.06.00.00.00", {'R', 10, 'G', 10, 'B', 10, 0, 0}}}},
+        {"wave with channel assignment and compression", "mxf_opatom_pcm24.mxf", 0x48, 26,
+         {{0x3D32, "06.0E.2B.34.01.01.01.07.04.02.01.01.05.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.02.02.10.03.01.01.00")},
+          {0xFF41, "06.0E.2B.34.01.01.01.03.04.02.04.02.01.00.00.00", {1, 2, 3}},
+          {0xFF42, "06.0E.2B.34.01.01.01.03.04.02.04.02.02.00.00.00", {4, 5}}}},
+        {"AES3 with channel assignment and locators", "mxf_op1a_mpeg2_pcm24.mxf", 0x47, 25,
+         {{0x3D32, "06.0E.2B.34.01.01.01.07.04.02.01.01.05.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.02.02.10.03.01.02.00")},
+          {0x2F01, locators, referencesOf({0x33})}}},
+        {"ANC with data coding", "mxf_op1a_mpeg2_pcm24.mxf", 0x47, 29,
+         {{0x3E01, "06.0E.2B.34.01.01.01.03.04.03.03.02.00.00.00.00",
+           labelBytes("06.0E.2B.34.04.01.01.0D.04.04.02.01.00.00.00.00")}}},
+    };
+    for (const CarriedCase& c : cases) {
+        MxfMetadataFile file(testMedia(c.file));
+        const std::vector<const MxfMetadataFile::Set*> sources = file.setsOf(c.sourceClass);
+        ASSERT_FALSE(sources.empty()) << c.what;
+        const CMxf_SM_SetID id(c.setId);
+        const SetDescription* description = structuralSetDescription(id);
+        ASSERT_NE(description, nullptr) << c.what;
+
+        CMxf_SM_Primer primer = file.primer;
+        ItemsBuilder builder;
+        CKlvLocalSet source(sources.front()->item);
+        do {
+            const MXF_TAG2UL* entry = primer.FindTag(static_cast<uint16_t>(source.getTag()));
+            ASSERT_NE(entry, nullptr) << c.what;
+            if (description->find(entry->ul))
+                builder.item(static_cast<uint16_t>(source.getTag()),
+                             Bytes(source.getItemData(), source.getItemData() + source.getItemLength()));
+        } while (source.moveNext() == OK);
+        for (const CarriedItem& added : c.added) {
+            primer.append(added.tag, labelFromText(added.label));
+            builder.item(added.tag, added.value);
+        }
+
+        CKlvItem klv = builder.klv(c.setId);
+        CKlvLocalSet items(klv);
+        SetReadContext context(primer);
+        CDescriptor descriptor;
+        ASSERT_EQ(readDescriptor(items, id, &descriptor, context), OK) << c.what;
+        EXPECT_EQ(rewriteSet(*descriptor.descriptor, *description, klv, primer), builder.bytes) << c.what;
+    }
 }
 
 CMxf_SM_Primer descriptorPrimer()
