@@ -200,12 +200,21 @@ int FileReader::getScanMode(int stream)
 
 namespace {
 
+// A colour mode from the `colr` atoms of a picture's description: the code of
+// one of its fields looked up in a table of (code, mode) pairs.
 template <typename Mode, size_t N>
-void mapColour(uint16_t code, const std::pair<uint16_t, int> (&table)[N], Mode& mode)
+CvResult colourMode(const VideoDescriptor* video, uint16_t ImageExtension_colr::*field,
+                    const std::pair<uint16_t, int> (&table)[N], Mode& mode)
 {
-    for (const auto& [value, mapped] : table)
-        if (value == code)
-            mode = static_cast<Mode>(mapped);
+    mode = static_cast<Mode>(0);
+    if (!video)
+        return OK;
+    for (const auto& item : video->extensions)
+        if (auto colr = dynamic_cast<const ImageExtension_colr*>(item.get()))
+            for (const auto& [code, mapped] : table)
+                if (code == colr->*field)
+                    mode = static_cast<Mode>(mapped);
+    return OK;
 }
 
 } // namespace
@@ -213,29 +222,21 @@ void mapColour(uint16_t code, const std::pair<uint16_t, int> (&table)[N], Mode& 
 CvResult FileReader::get_ColourPrimaries(int stream, VideoColourCPMode& mode)
 {
     static const std::pair<uint16_t, int> table[] = {{1, 1}, {5, 2}, {6, 3}, {9, 4}, {11, 5}, {12, 6}};
-    mode = static_cast<VideoColourCPMode>(0);
-    const VideoDescriptor* video = getVideoDescriptor(stream);
-    if (!get_IsVideo(stream))
+    if (!get_IsVideo(stream)) {
+        mode = static_cast<VideoColourCPMode>(0);
         return Fail;
-    if (video)
-        for (const auto& item : video->extensions)
-            if (auto colr = dynamic_cast<const ImageExtension_colr*>(item.get()))
-                mapColour(colr->primaries, table, mode);
-    return OK;
+    }
+    return colourMode(getVideoDescriptor(stream), &ImageExtension_colr::primaries, table, mode);
 }
 
 CvResult FileReader::get_TransferCharacteristic(int stream, VideoColourTCMode& mode)
 {
     static const std::pair<uint16_t, int> table[] = {{1, 1}, {16, 3}, {18, 4}, {17, 5}};
-    mode = static_cast<VideoColourTCMode>(0);
-    const VideoDescriptor* video = getVideoDescriptor(stream);
-    if (!get_IsVideo(stream))
+    if (!get_IsVideo(stream)) {
+        mode = static_cast<VideoColourTCMode>(0);
         return Fail;
-    if (video)
-        for (const auto& item : video->extensions)
-            if (auto colr = dynamic_cast<const ImageExtension_colr*>(item.get()))
-                mapColour(colr->transferFunction, table, mode);
-    return OK;
+    }
+    return colourMode(getVideoDescriptor(stream), &ImageExtension_colr::transferFunction, table, mode);
 }
 
 const Metadata_Track* FileReader::firstTimecodeTrack() const
