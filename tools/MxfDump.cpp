@@ -97,9 +97,11 @@ MetadataSet describeSet(CKlvItem& set, uint64_t offset, const CMxf_SM_Primer& pr
     out.size = 16 + set.lengthLength + set.length;
     out.key = set.key;
     CMxf_SM_SetID id(set.key);
-    out.className = id.className();
+    const bool structural = id.get() != CMxf_SM_SetID::NotStructural;
+    out.className = structural ? id.className() : descriptiveSetName(set.key);
     // A set the model doesn't hold still shows what every set has.
-    const SetDescription* description = structuralSetDescription(id);
+    const SetDescription* description =
+        structural ? structuralSetDescription(id) : descriptiveSetDescription(set.key);
     if (!description)
         description = &CMxf_SM_BaseSet::description();
     CKlvLocalSet items;

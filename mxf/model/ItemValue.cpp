@@ -5,6 +5,7 @@
 
 #include "frame/BigEndian.h"
 #include "frame/Utf8.h"
+#include "mxf/model/IndirectText.h"
 #include "mxf/model/MxfText.h"
 #include "mxf/model/Umid.h"
 
@@ -205,6 +206,23 @@ DecodeStatus decodeItem(ItemType type, const ItemBytes& bytes, const DecodeRules
     case ItemType::Bytes:
         out = std::vector<unsigned char>(p, p ? p + bytes.length : p);
         break;
+    case ItemType::Iso7Text: {
+        std::wstring text;
+        for (uint64_t i = 0; p && i < bytes.length && p[i]; ++i)
+            text += wchar_t(p[i]);
+        out = std::move(text);
+        break;
+    }
+    case ItemType::Utf8Text:
+        try {
+            out = StringFromUTF8String(p, bytes.length);
+        } catch (const std::exception&) {
+            return DecodeStatus::BadShape;
+        }
+        break;
+    case ItemType::IndirectText:
+        out = indirectTextFromData(p, bytes.length);
+        break;
     }
     return DecodeStatus::Ok;
 }
@@ -316,6 +334,25 @@ std::vector<unsigned char> encodeItem(ItemType type, const ItemValue& value)
         if (auto* bytes = std::get_if<std::vector<unsigned char>>(&value))
             return *bytes;
         return {};
+    case ItemType::Iso7Text:
+        if (auto* text = std::get_if<std::wstring>(&value)) {
+            for (wchar_t c : *text)
+                out.push_back(static_cast<unsigned char>(c & 0x7F));
+            return out;
+        }
+        return {};
+    case ItemType::Utf8Text:
+        if (auto* text = std::get_if<std::wstring>(&value)) {
+            std::string utf8;
+            if (!toUtf8(*text, utf8))
+                return {};
+            return std::vector<unsigned char>(utf8.begin(), utf8.end());
+        }
+        return {};
+    case ItemType::IndirectText:
+        if (auto* text = std::get_if<std::wstring>(&value))
+            return indirectTextToData(*text);
+        return {};
     }
     return {};
 }
@@ -364,6 +401,9 @@ std::string describeItem(ItemType type, const ItemBytes& bytes)
     case ItemType::Umid:
         return UMIDToString(&std::get<UMID>(value));
     case ItemType::Utf16:
+    case ItemType::Iso7Text:
+    case ItemType::Utf8Text:
+    case ItemType::IndirectText:
         return utf8Of(std::get<std::wstring>(value));
     case ItemType::ProductVersion: {
         const ProductVersionValue& v = std::get<ProductVersionValue>(value);
@@ -399,7 +439,8 @@ const char* itemTypeName(ItemType type)
     static const char* const names[] = {"UInt8",     "UInt16", "UInt32",    "Int8",     "Int32",      "Int64",
                                         "Boolean",   "Rational", "Timestamp", "UL",           "UUID",
                                         "StrongRef", "UMID",   "UTF16String", "ProductVersion", "ULBatch",
-                                        "StrongRefBatch", "UInt32Batch", "Bytes"};
+                                        "StrongRefBatch", "UInt32Batch", "Bytes", "ISO7String",
+                                        "UTF8String", "Indirect"};
     return names[static_cast<int>(type)];
 }
 

@@ -32,6 +32,9 @@ enum class ItemType {
     ReferenceBatch,  // instance identifiers of other sets
     UInt32Batch,
     Bytes,
+    Iso7Text,      // 7-bit ISO text, one character a byte
+    Utf8Text,      // UTF-8 text, read with the halving of StringFromUTF8String
+    IndirectText,  // an Avid comment value: UTF-16 behind a string header, or UTF-16 little-endian
 };
 
 using ProductVersionValue = std::array<uint16_t, 5>;
@@ -53,10 +56,12 @@ enum class DecodeStatus {
 };
 
 // A batch whose item size the reader doesn't test, and a reference that may
-// be 8 bytes long (version 1.1 files): the two tolerances some sets allow.
+// be 8 bytes long (version 1.1 files): the tolerances some sets allow.
 struct DecodeRules {
     bool anyBatchItemSize = false;
     bool shortReferences = false;
+    // A label the set doesn't know ends the set (comment sets) rather than being skipped.
+    bool endAtUnknownLabel = false;
 };
 
 DecodeStatus decodeItem(ItemType type, const ItemBytes& bytes, const DecodeRules& rules, ItemValue& out);

@@ -1,6 +1,9 @@
 #include "mxf/model/SetCatalogue.h"
 
 #include "mxf/model/AvcSubDescriptor.h"
+#include "mxf/model/CategorizedComment.h"
+#include "mxf/model/DescriptiveSetID.h"
+#include "mxf/model/DescriptiveSets.h"
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/Package.h"
 #include "mxf/model/PackageDescriptor.h"
@@ -50,6 +53,7 @@ const CatalogueRow catalogue[] = {
     {28, CMxf_SM_DescriptorData::description, make<VbiDescriptor>},
     {29, CMxf_SM_DescriptorData::description, make<AncDescriptor>},
     {30, CMxf_SM_DescriptorGeneric::description, make<AafTapeDescriptor>},
+    {31, CategorizedComment::description, make<CategorizedComment>},
 };
 
 // Sets the key table leaves unlisted, by the key's set byte.
@@ -74,7 +78,37 @@ const CatalogueRow* rowOf(const CMxf_SM_SetID& id)
     return nullptr;
 }
 
+// The descriptive sets the reader takes values from, by class and identifier.
+struct DescriptiveRow {
+    bool textBased;
+    long id;
+    const SetDescription& (*description)();
+};
+
+const DescriptiveRow descriptive[] = {
+    {false, 0x0102, DMClipFrameWork::description},   {false, 0x1801, DMParticipantSet::description},
+    {false, 0x1901, DMContactsListSet::description}, {false, 0x1A02, DMPersonSet::description},
+    {false, 0x2002, DMProjectSet::description},      {true, 0x0101, TBDMTextBasedFrameWork::description},
+    {true, 0x0202, TBDMUTF8TextBased::description},
+};
+
 } // namespace
+
+const SetDescription* descriptiveSetDescription(const MXFUL& key)
+{
+    const CMxf_DM_SetID dms1(key);
+    const CMxf_TBDM_SetID textBased(key);
+    for (const DescriptiveRow& row : descriptive)
+        if (row.id == (row.textBased ? textBased : static_cast<const DescriptiveSetID&>(dms1)).get())
+            return &row.description();
+    return nullptr;
+}
+
+const char* descriptiveSetName(const MXFUL& key)
+{
+    const char* name = CMxf_DM_SetID(key).className();
+    return name ? name : CMxf_TBDM_SetID(key).className();
+}
 
 const SetDescription* structuralSetDescription(const CMxf_SM_SetID& id)
 {

@@ -82,9 +82,13 @@ CvResult SetDescription::fill(CMxf_SM_BaseSet& set, CKlvLocalSet& items, const C
         const SetItem* item = find(entry->ul);
         if (!item) {
             result = False;
+            if (rules.endAtUnknownLabel)
+                break;
             continue;
         }
         if (!item->store)
+            continue;
+        if (item->textLimit && (items.getItemLength() == 0 || items.getItemLength() > item->textLimit))
             continue;
         ItemValue value;
         const ItemBytes bytes{items.getItemData(), items.getItemLength(), items.getRemaining()};

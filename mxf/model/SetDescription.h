@@ -24,6 +24,7 @@ struct SetItem {
     const char* name = "";
     ItemType type = ItemType::Bytes;
     bool anyItemSize = false;  // a batch whose item size the reader doesn't test
+    uint32_t textLimit = 0;    // text of 1 to this many bytes, others refused; 0: any length
     std::function<void(CMxf_SM_BaseSet&, const ItemValue&)> store;
     std::function<ItemValue(const CMxf_SM_BaseSet&)> load;
 };

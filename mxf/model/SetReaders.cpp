@@ -168,4 +168,11 @@ CvResult readDMSegment(CKlvLocalSet& items, DMSegment& segment, SetReadContext& 
     return fillInto(segment, DMSegment::description(), items, context);
 }
 
+CvResult readCategorizedComment(CKlvLocalSet& items, CategorizedComment& comment, SetReadContext& context)
+{
+    DecodeRules rules;
+    rules.endAtUnknownLabel = true;
+    return CategorizedComment::description().fill(comment, items, context.primer, rules, nullptr, context.errorText);
+}
+
 } // namespace Corvidane::MXF

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "frame/CvResult.h"
+#include "mxf/model/CategorizedComment.h"
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/KlvLocalSet.h"
 #include "mxf/model/Package.h"
@@ -55,5 +56,8 @@ CvResult readSourceClip(CKlvLocalSet& items, CMxf_SM_SourceClip& clip, SetReadCo
 // A timecode component, held as a clip with timecode detail.
 CvResult readTimecodeComponent(CKlvLocalSet& items, CMxf_SM_SourceClip& clip, SetReadContext& context);
 CvResult readDMSegment(CKlvLocalSet& items, DMSegment& segment, SetReadContext& context);
+// A categorized comment: its name, value and identifier. A label that isn't
+// the comment's ends the set with False, keeping what was read before it.
+CvResult readCategorizedComment(CKlvLocalSet& items, CategorizedComment& comment, SetReadContext& context);
 
 } // namespace Corvidane::MXF
