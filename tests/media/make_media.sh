@@ -49,6 +49,12 @@ mxf_op1a_mpeg2_tc.mxf)
     # OP1a: MPEG-2 with PCM and a timecode track, metadata repeated in the footer.
     ff $(video 320x240 25 1) $(tone 48000 1) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
         -c:a pcm_s16le -ac 2 -timecode 10:00:00:00 $exact -f mxf "$tmp" ;;
+mxf_comments.mxf)
+    # OP1a with user comments, which ffmpeg writes as tagged values of the material package.
+    ff $(video 320x240 25 0.2) -c:v mpeg2video -b:v 1M $exact -metadata comment_TapeID=Reel-7 \
+        -metadata comment_Scene=12A -metadata comment_Take=3 -metadata "comment_Comments=sunset, wide" \
+        -metadata comment__PJ=Heron -metadata comment_ClipName=Dock -metadata "comment_Shoot Date=2024-05-01" \
+        -f mxf "$tmp" ;;
 mxf_opatom_dnxhd.mxf)
     ff $(video 1920x1080 25 0.2) -c:v dnxhd -b:v 36M -pix_fmt yuv422p $exact -f mxf_opatom "$tmp" ;;
 mxf_d10.mxf)
