@@ -187,6 +187,7 @@ private:
     CvResult essenceReadData(uint64_t position, unsigned char* buffer, uint64_t size, unsigned& dataOffset,
                              unsigned& dataSize, bool quiet);
     const CMxf_IndexTable_IndexEntry* indexEntryAt(int64_t position) const;
+    void essencePlace(uint64_t fileOffset, uint64_t size, IndexEntry& entry);
     int anchorDistance(bool keyOnly);
     ContentPackageTracks contentPackageTracks() const;
     std::vector<int> trackClasses() const;

@@ -236,6 +236,25 @@ unsigned CMxf_FileReader::get_BufferSize(int stream)
     return unsigned(std::min<uint64_t>(bytes, 0xFFFFF000u));
 }
 
+// The index measures an element with its key, length and any fill behind
+// it; the entry gives the bytes of the essence alone, as essenceRead does.
+void CMxf_FileReader::essencePlace(uint64_t fileOffset, uint64_t size, IndexEntry& entry)
+{
+    entry.offset = fileOffset;
+    entry.size = uint32_t(std::min<uint64_t>(size, UINT32_MAX));
+    if (isClipWrapped())
+        return;
+    std::vector<unsigned char> head;
+    readAt(fileOffset, 25, head);
+    CKlvItem item;
+    if (!klvHeaderAt(head.data(), head.size(), 0, item) ||
+        (!isEssenceElementKey(item.key) && !isCPSystemElementKey(item.key)) || item.length > size)
+        return;
+    const bool d10Sound = item.key == d10SoundKey && item.length >= 4;
+    entry.offset = fileOffset + 16 + item.lengthLength + (d10Sound ? 4 : 0);
+    entry.size = uint32_t(item.length - (d10Sound ? 4 : 0));
+}
+
 const CMxf_IndexTable_IndexEntry* CMxf_FileReader::indexEntryAt(int64_t position) const
 {
     return m_segments.getIndexEntry(m_segments.hasXDCAMIndex() ? position * 2 : position);
@@ -267,10 +286,8 @@ CvResult CMxf_FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     }
     uint64_t offset = 0, size = 0;
     if (m_openStream >= 0 &&
-        isSuccess(m_locator.getStreamOffsetAndSize(sample, m_deltaIndex, essenceLength(m_openStream), &offset, &size))) {
-        entry.offset = offset;
-        entry.size = uint32_t(size);
-    }
+        isSuccess(m_locator.getStreamOffsetAndSize(sample, m_deltaIndex, essenceLength(m_openStream), &offset, &size)))
+        essencePlace(m_locator.indexOffsetToFileOffset(offset), size, entry);
     return result;
 }
 
