@@ -7,6 +7,7 @@
 #include "front/read/IndexExists.h"
 #include "growing/EwcFileReader.h"
 #include "host/Log.h"
+#include "mxf/read/FileReader.h"
 #include "quicktime/read/FileReader.h"
 
 namespace CvWrappers {
@@ -18,8 +19,6 @@ struct ReaderChoice {
     iFile::eFlags flags = iFile::Buffered;
     // MXF is read through the file cache, a sector at a time of one byte.
     bool throughCache = false;
-    // Why a file of a known kind has no reader.
-    const char* refusal = nullptr;
 };
 
 // The container reader for a path, by its extension, and by a sidecar index
@@ -36,8 +35,9 @@ ReaderChoice chooseReader(const std::wstring& path)
         choice.reader = std::make_unique<Corvidane::EWC::FileReader>();
         choice.flags = iFile::UnbufferedGrowing;
     } else if (extension == L"MXF") {
+        choice.reader = std::make_unique<Corvidane::MXF::CMxf_FileReader>();
+        choice.flags = iFile::Buffered;
         choice.throughCache = true;
-        choice.refusal = "MXF files can't be read yet: this build has no MXF reader.";
     } else if (extension == L"MOV" || extension == L"MP4" || extension == L"M4A" || extension == L"M4V" ||
                extension == L"LRV") {
         choice.reader = std::make_unique<Corvidane::QuickTime::FileReader>();
@@ -58,8 +58,6 @@ FileInfo::FileInfo(const std::wstring& path, int, int)
         if (drive)
             m_sectorSize = drive->sectorSize() ? drive->sectorSize() : 512;
     }
-    if (choice.refusal)
-        Log("CvWrappers: Failed to open source file %s\n", choice.refusal);
     if (!choice.reader)
         return;
     CvResult result = choice.reader->loadFile(path, choice.flags);

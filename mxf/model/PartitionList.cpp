@@ -33,6 +33,12 @@ void CMxfPartitionList::assign(std::vector<std::unique_ptr<CMxfPartitionPack>> p
     m_essenceOrderValid = false;
 }
 
+void CMxfPartitionList::append(std::unique_ptr<CMxfPartitionPack> pack)
+{
+    m_packs.push_back(std::move(pack));
+    m_essenceOrderValid = false;
+}
+
 void CMxfPartitionList::clear() { assign({}); }
 
 bool CMxfPartitionList::getOperationalPattern(MXFUL& out) const

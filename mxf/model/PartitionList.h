@@ -19,6 +19,8 @@ public:
     bool addPartitionPack(const CKlvItem& item, Base& report);
     // Replaces the list, as a reader that found the packs another way does.
     void assign(std::vector<std::unique_ptr<CMxfPartitionPack>> packs);
+    // Appends a pack read elsewhere.
+    void append(std::unique_ptr<CMxfPartitionPack> pack);
     void clear();
 
     size_t getNumPartitions() const { return m_packs.size(); }
