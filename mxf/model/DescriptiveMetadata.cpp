@@ -1,7 +1,6 @@
 #include "mxf/model/DescriptiveMetadata.h"
 
-#include <cwctype>
-
+#include "frame/Text.h"
 #include "mxf/model/DescriptiveSetID.h"
 #include "mxf/model/DescriptiveSets.h"
 #include "mxf/model/KlvLocalSet.h"
@@ -75,9 +74,7 @@ void commentsToMetadata(const std::vector<CategorizedComment>& comments, Metadat
         {L"comments", MetadataKey::comment},   {L"clipname", MetadataKey::clipName},
     };
     for (const CategorizedComment& comment : comments) {
-        std::wstring lower = comment.name;
-        for (wchar_t& c : lower)
-            c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+        const std::wstring lower = toLower(comment.name);
         for (const auto& row : byName)
             if (lower == row.name)
                 metadata[row.key] = comment.value;

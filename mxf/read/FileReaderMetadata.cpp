@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "frame/Text.h"
+#include "mxf/model/DescriptiveMetadata.h"
 #include "mxf/model/DescriptorReaders.h"
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/model/MxfResults.h"
@@ -229,9 +230,18 @@ CvResult CMxf_FileReader::walkMetadata(unsigned char* data, size_t size, LoadedS
                 sets.clips.push_back(clip);
             break;
         }
+        case 31: {
+            CategorizedComment comment;
+            if (succeeded(readCategorizedComment(items, comment, context)))
+                m_comments.push_back(comment);
+            break;
+        }
+        case -1:
+            // Descriptive metadata: DMS-1 or text-based sets give their values.
+            if (!dms1ProcessSet(item, m_primer, m_metadata))
+                textBasedDmsProcessSet(item, m_primer, m_metadata);
+            break;
         default: {
-            // Descriptive metadata (DMS-1, text-based sets, tagged values)
-            // is not read here yet: its sets pass like any unknown set.
             context.repeatedChannelCountIsBits = getFileManufacturer() == ManufacturerSony;
             CDescriptor descriptor;
             if (succeeded(readDescriptor(items, id, &descriptor, context)) && descriptor.type != 0)
@@ -245,18 +255,7 @@ CvResult CMxf_FileReader::walkMetadata(unsigned char* data, size_t size, LoadedS
 
 CvResult CMxf_FileReader::tieGraph(LoadedSets& sets)
 {
-    for (const CategorizedComment& comment : m_comments) {
-        const std::wstring name = toLower(comment.name);
-        const char* key = name == L"_pj"        ? "project"
-                          : name == L"take"     ? "take"
-                          : name == L"scene"    ? "scene"
-                          : name == L"tapeid"   ? "source_reel"
-                          : name == L"comments" ? "comment"
-                          : name == L"clipname" ? "clip_name"
-                                                : nullptr;
-        if (key)
-            m_metadata[key] = comment.value;
-    }
+    commentsToMetadata(m_comments, m_metadata);
     for (bool material : {true, false})
         for (CMxf_SM_Package& package : material ? sets.materialPackages : sets.sourcePackages) {
             addCCComments(package, m_comments);

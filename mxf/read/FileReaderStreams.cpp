@@ -6,6 +6,7 @@
 #include "frame/Text.h"
 #include "frame/Utf8.h"
 #include "host/Json.h"
+#include "mxf/model/DescriptiveMetadata.h"
 #include "mxf/model/EssenceCodingTables.h"
 #include "mxf/model/EssenceIdentification.h"
 #include "mxf/model/MxfText.h"
@@ -542,11 +543,7 @@ CvResult CMxf_FileReader::get_MetadataValue(const char* key, int stream, bool& v
 
 CvResult CMxf_FileReader::getDMMetadataValue(const char* key, int stream, std::wstring& value)
 {
-    auto found = m_metadata.find(key ? key : "");
-    if (found == m_metadata.end())
-        return Fail;
-    value = found->second;
-    return OK;
+    return MXF::getDMMetadataValue(m_metadata, key, value);
 }
 
 CvResult CMxf_FileReader::get_AudioSampleRate(int stream, unsigned& rate)

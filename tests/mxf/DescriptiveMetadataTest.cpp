@@ -13,6 +13,8 @@
 #include "mxf/model/SetCatalogue.h"
 #include "mxf/model/SetID.h"
 #include "mxf/model/SetReaders.h"
+#include "mxf/read/FileReader.h"
+#include "support/DriverFixture.h"
 #include "support/MxfMetadataFile.h"
 #include "support/TestMedia.h"
 
@@ -90,6 +92,26 @@ TEST(MxfDescriptiveMetadata, CommentsFillTheMetadataKeysByName)
     EXPECT_EQ(metadata.size(), std::size(cases));
     std::wstring none;
     EXPECT_EQ(getDMMetadataValue(metadata, MetadataKey::textBasedData, none), Fail);
+}
+
+class MxfDescriptiveMetadataReader : public DriverFixture {};
+
+// The reader answers the comment keys from the file it opened.
+TEST_F(MxfDescriptiveMetadataReader, AnswersTheCommentKeys)
+{
+    const std::string path = testMedia("mxf_comments.mxf");
+    const std::map<std::string, std::string> shown = ffprobeComments(path);
+    CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(Corvidane::fromUtf8(path), iFile::Buffered))) << utf8(reader.getLastError());
+    const std::pair<const char*, const char*> cases[] = {
+        {MetadataKey::project, "_PJ"},     {MetadataKey::take, "Take"},        {MetadataKey::scene, "Scene"},
+        {MetadataKey::sourceReel, "TapeID"}, {MetadataKey::comment, "Comments"}, {MetadataKey::clipName, "ClipName"},
+    };
+    for (const auto& [key, comment] : cases) {
+        std::wstring answered;
+        ASSERT_EQ(reader.getDMMetadataValue(key, 0, answered), OK) << key;
+        EXPECT_EQ(utf8(answered), shown.at(comment)) << key;
+    }
 }
 
 TEST(MxfDescriptiveMetadata, FindsTheCommentOfAName)
