@@ -247,14 +247,14 @@ unsigned CMxf_FileReader::essenceLength(int stream)
             length += clip.duration > 0 ? clip.duration : 0;
     }
     const unsigned value = length >= 0 && length < 0xFFFFFFFF ? unsigned(length) : 0xFFFFFFFFu;
-    if (getTrackType(stream) != StreamVideo || m_segments.empty())
+    if (getTrackType(stream) != StreamVideo || m_segments.empty() || (value != 0 && value != 0xFFFFFFFFu))
         return value;
-    if (m_segments.LengthUsingIndexTables() != 0)
-        return value;
-    // Index durations of 0 (a constant index written before the length was
-    // known): the sequence, else the essence, tells the length.
-    if (value != 0 && value != 0xFFFFFFFFu)
-        return value;
+    // A sequence of unknown duration (a file written to a pipe) takes the
+    // length its index tables give; index durations of 0 (a constant index
+    // written before the length was known) leave it to the essence.
+    const int64_t indexed = m_segments.LengthUsingIndexTables();
+    if (indexed != 0)
+        return indexed > 0 && indexed < 0xFFFFFFFF ? unsigned(indexed) : 0xFFFFFFFFu;
     const int64_t fromEssence = m_locator.calculateLengthFromEssence();
     return fromEssence > 0 && fromEssence < 0xFFFFFFFF ? unsigned(fromEssence) : 0xFFFFFFFFu;
 }
@@ -293,13 +293,14 @@ bool CMxf_FileReader::essenceID(int stream, CMxf_GC_EssenceID& id)
 
 bool CMxf_FileReader::essenceIsClipWrapped(int stream)
 {
-    CMxf_GC_EssenceID id;
-    if (!essenceID(stream, id))
-        return false;
+    // These writers clip-wrap every op-atom file, and their labels may say
+    // otherwise; a timecode track, which has no descriptor, reads as the
+    // file's one essence does.
     const int maker = getFileManufacturer();
     if (m_partitions.isOpAtom() && (maker == ManufacturerMetaglue || maker == ManufacturerFFmpeg))
-        return true;
-    return id.wrapType == 2;
+        return essenceIsPresent(stream);
+    CMxf_GC_EssenceID id;
+    return essenceID(stream, id) && id.wrapType == 2;
 }
 
 CvResult CMxf_FileReader::get_FCC(int stream, unsigned& fcc)

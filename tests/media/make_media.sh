@@ -96,6 +96,10 @@ mxf_op1a_dnxhd.mxf)
         $exact -f mxf "$tmp" ;;
 mxf_opatom_pcm24.mxf)
     ff $(tone 48000 1) -c:a pcm_s24le -ac 1 -mxf_audio_edit_rate 25 $exact -f mxf_opatom "$tmp" ;;
+mxf_dropframe.mxf)
+    # Drop-frame timecode at 29.97 frames a second.
+    ff $(video 320x240 30000/1001 1) $(tone 48000 1) -c:v mpeg2video -g 15 -bf 2 -b:v 1M -pix_fmt yuv422p \
+        -c:a pcm_s16le -ac 2 -timecode 01:00:00\;00 $exact -f mxf "$tmp" ;;
 mxf_1000_frames.mxf)
     # 40 s of small frames: ffmpeg starts a body partition every few hundred
     # edit units and indexes each in the partition after it.
