@@ -69,6 +69,7 @@ mxf_op1a_dv.mxf)
     ff $(video 720x576 25 0.4) $(tone 48000 0.4) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact \
         -f mxf "$tmp" ;;
 mxf_op1a_dnxhd.mxf)
+    # Intra frames of one size: ffmpeg writes a constant-size index.
     ff $(video 1920x1080 25 0.2) $(tone 48000 0.2) -c:v dnxhd -b:v 36M -pix_fmt yuv422p -c:a pcm_s24le -ac 2 \
         $exact -f mxf "$tmp" ;;
 mxf_opatom_pcm24.mxf)
@@ -87,15 +88,6 @@ mxf_op1a_mpeg2_pcm24_tc.mxf)
     # OP1a long GOP MPEG-2 with 24-bit sound and a timecode track.
     ff $(video 320x240 25 1) $(tone 48000 1) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \
         -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mxf "$tmp" ;;
-mxf_op1a_dv.mxf)
-    ff $(video 720x576 25 0.4) $(tone 48000 0.4) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact \
-        -f mxf "$tmp" ;;
-mxf_op1a_dnxhd.mxf)
-    # Intra frames of one size: ffmpeg writes a constant-size index.
-    ff $(video 1920x1080 25 0.4) $(tone 48000 0.4) -c:v dnxhd -b:v 36M -pix_fmt yuv422p -c:a pcm_s16le -ac 2 \
-        $exact -f mxf "$tmp" ;;
-mxf_opatom_pcm24.mxf)
-    ff $(tone 48000 1) -c:a pcm_s24le -ac 1 -mxf_audio_edit_rate 25 $exact -f mxf_opatom "$tmp" ;;
 mxf_dropframe.mxf)
     # Drop-frame timecode at 29.97 frames a second.
     ff $(video 320x240 30000/1001 1) $(tone 48000 1) -c:v mpeg2video -g 15 -bf 2 -b:v 1M -pix_fmt yuv422p \
