@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cwchar>
@@ -249,8 +250,14 @@ unsigned CMxf_FileReader::essenceLength(int stream)
     const unsigned value = length >= 0 && length < 0xFFFFFFFF ? unsigned(length) : 0xFFFFFFFFu;
     if (getTrackType(stream) != StreamVideo || m_segments.empty())
         return value;
-    if (m_segments.LengthUsingIndexTables() != 0)
+    // An index of entries tells how many pictures the file holds: Avid gives
+    // a clip's sequence the length of its source, past the frames written.
+    // (A constant segment answers for every position, whatever its length.)
+    if (const int64_t indexed = m_segments.LengthUsingIndexTables(); indexed != 0) {
+        if (indexed > 0 && m_segments.first() && !m_segments.first()->isConstant())
+            return unsigned(std::min<int64_t>(value, indexed));
         return value;
+    }
     // Index durations of 0 (a constant index written before the length was
     // known): the sequence, else the essence, tells the length.
     if (value != 0 && value != 0xFFFFFFFFu)

@@ -100,4 +100,20 @@ TEST_F(MxfOtherWriterLayouts, FrameAfterFrameWithoutSystemItemAfterATimecodeTrac
     });
 }
 
+// Avid's metadata dictionary stands ahead of the preface; the sets behind it
+// are the file's metadata.
+TEST_F(MxfOtherWriterLayouts, DictionaryAheadOfThePreface)
+{
+    expectPicturesAsFfmpegReadsThem("mxf_jpeg2000.mxf", variants::withDictionaryAheadOfPreface);
+}
+
+// A sequence longer than the frames the file holds (Avid media cut from a
+// longer source): the pictures are the ones the index lists.
+TEST_F(MxfOtherWriterLayouts, SequenceLongerThanThePicturesHeld)
+{
+    expectPicturesAsFfmpegReadsThem("mxf_jpeg2000.mxf", [](std::string bytes) {
+        return variants::withDurationsClaimed(std::move(bytes), 5, 750);
+    });
+}
+
 } // namespace

@@ -9,6 +9,8 @@ namespace {
 
 const std::string systemItemKey("\x06\x0E\x2B\x34\x02\x05\x01\x01\x0D\x01\x03\x01\x04\x01\x01\x00", 16);
 const std::string fillKey("\x06\x0E\x2B\x34\x01\x01\x01\x02\x03\x01\x02\x10\x01\x00\x00\x00", 16);
+const std::string primerKey("\x06\x0E\x2B\x34\x02\x05\x01\x01\x0D\x01\x02\x01\x01\x05\x01\x00", 16);
+const std::string dictionaryKey("\x06\x0E\x2B\x34\x02\x53\x01\x01\x0D\x01\x01\x01\x02\x25\x00\x00", 16);
 const std::string indexSegmentKey("\x06\x0E\x2B\x34\x02\x53\x01\x01\x0D\x01\x02\x01\x01\x10\x01\x00", 16);
 
 uint64_t readBig(const std::string& bytes, size_t at, size_t size)
@@ -25,7 +27,46 @@ void writeBig(std::string& bytes, size_t at, size_t size, uint64_t value)
         bytes[at + i] = char(value & 0xFF);
 }
 
+// The BER length at `at`: its value, and where the value starts.
+uint64_t berLength(const std::string& bytes, size_t at, size_t& value)
+{
+    uint64_t length = uint8_t(bytes[at]);
+    value = at + 1;
+    if (length & 0x80) {
+        const size_t lengthSize = length & 0x7F;
+        length = readBig(bytes, value, lengthSize);
+        value += lengthSize;
+    }
+    return length;
+}
+
 } // namespace
+
+std::string withDictionaryAheadOfPreface(std::string bytes)
+{
+    const size_t primer = bytes.find(primerKey);
+    if (primer == std::string::npos)
+        return bytes;
+    size_t value = 0;
+    const uint64_t length = berLength(bytes, primer + 16, value);
+    const size_t behind = size_t(value + length);
+    if (bytes.compare(behind, 16, fillKey) == 0)
+        bytes.replace(behind, 16, dictionaryKey);
+    return bytes;
+}
+
+std::string withDurationsClaimed(std::string bytes, uint64_t written, uint64_t duration)
+{
+    // The duration property: local tag 0202, 8 bytes.
+    std::string from("\x02\x02\x00\x08", 4), to = from;
+    from.append(8, '\0');
+    to.append(8, '\0');
+    writeBig(from, 4, 8, written);
+    writeBig(to, 4, 8, duration);
+    for (size_t at = bytes.find(from); at != std::string::npos; at = bytes.find(from, at + to.size()))
+        bytes.replace(at, to.size(), to);
+    return bytes;
+}
 
 std::string withoutSystemItems(std::string bytes)
 {
@@ -38,13 +79,8 @@ std::string withDeltaEntriesCut(std::string bytes, unsigned keep, bool entriesAt
 {
     for (size_t at = bytes.find(indexSegmentKey); at != std::string::npos;
          at = bytes.find(indexSegmentKey, at + 16)) {
-        size_t value = at + 17;
-        uint64_t length = uint8_t(bytes[at + 16]);
-        if (length & 0x80) {
-            const size_t lengthSize = length & 0x7F;
-            length = readBig(bytes, value, lengthSize);
-            value += lengthSize;
-        }
+        size_t value = 0;
+        const uint64_t length = berLength(bytes, at + 16, value);
         const size_t end = std::min<size_t>(bytes.size(), value + length);
         uint64_t lastDelta = 0;
         // Local set items: 2-byte tag, 2-byte length; arrays are count, item size, items.

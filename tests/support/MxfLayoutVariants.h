@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 
 // Byte-level rewrites of an ffmpeg MXF file into layouts that other writers
@@ -15,5 +16,13 @@ std::string withoutSystemItems(std::string bytes);
 // its edit unit (by that element's delta), as a writer that indexes its only
 // element does.
 std::string withDeltaEntriesCut(std::string bytes, unsigned keep, bool entriesAtLastElement);
+
+// A metadata dictionary ahead of the preface, as Avid writes it: the fill
+// item behind the primer takes the dictionary's key.
+std::string withDictionaryAheadOfPreface(std::string bytes);
+
+// Sequences and clips that claim `duration` edit units where they claimed
+// `written`, as Avid gives a clip the length of its source.
+std::string withDurationsClaimed(std::string bytes, uint64_t written, uint64_t duration);
 
 } // namespace MxfLayoutVariants
