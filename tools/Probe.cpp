@@ -142,9 +142,12 @@ private:
     // listed once, not once per unit.
     bool listPackets(JSON::Builder& json, int stream)
     {
+        // A timecode track whose values live in the headers (MXF) has no
+        // samples to list; ffprobe lists no packet for it either.
+        const bool timecode = m_reader.get_IsTimeCode(stream);
         if (!isSuccess(m_reader.essenceOpen(static_cast<unsigned>(stream)))) {
             m_error = "cannot open stream " + std::to_string(stream) + readerError();
-            return false;
+            return timecode;
         }
         bool audio = m_reader.get_IsAudio(stream);
         bool data = !audio && !m_reader.get_IsVideo(stream);
@@ -159,7 +162,7 @@ private:
             if (!isSuccess(found)) {
                 m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream) +
                           readerError();
-                return false;
+                return timecode;
             }
             unsigned count = 1;
             uint64_t size = first.size;
@@ -173,17 +176,16 @@ private:
                     break;
                 ++count;
             }
+            std::string hash;
+            if (m_options.hashMd5 && !hashSamples(sample, data ? 1 : count, hash))
+                return timecode;
             json.startChild();
             json.add("stream_index", stream);
             json.add("pos", first.offset);
             json.add("size", size);
             json.add("flags", Corvidane::isKeyFrame(first) ? "K_" : "__");
-            if (m_options.hashMd5) {
-                std::string hash;
-                if (!hashSamples(sample, data ? 1 : count, hash))
-                    return false;
+            if (m_options.hashMd5)
                 json.add("data_hash", "MD5:" + hash);
-            }
             json.endChild();
             sample += count;
         }

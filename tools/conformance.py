@@ -111,6 +111,8 @@ def compare_video(number, want_stream, want, got_stream, got, accepted):
     got = without_repeats(got)
     if not want and int(want_stream.get("nb_frames", 0) or 0) == len(got) and got:
         return None  # ffprobe lists nothing that its edit list hides; the frames are there
+    if "extra-packets" in accepted and len(got) < len(want):
+        want = want[:len(got)]
     if len(want) != len(got):
         return "video %d: %d packets, ffprobe %d" % (number, len(got), len(want))
     for n, (w, g) in enumerate(zip(want, got)):

@@ -9,6 +9,6 @@ ctest --test-dir build --output-on-failure -j "$(nproc)"
 # Files written by other cameras, phones, packagers and editors, when the
 # shared corpus lies beside the clone.
 if [ -d ../shared/real-media ]; then
-    tools/conformance.sh --skip mxf ../shared/real-media
+    tools/conformance.sh ../shared/real-media
 fi
 tools/fuzz.sh smoke

@@ -51,6 +51,7 @@ void CMxf_EssenceLocator::reset()
     m_essenceHeaderSize = 0;
     m_essenceLength = 0;
     m_streamOffsets.clear();
+    m_elementOffsets.clear();
 }
 
 void CMxf_EssenceLocator::openClipWrapped()
@@ -209,8 +210,10 @@ CvResult CMxf_EssenceLocator::constantOffsetAndSize(const CMxf_IndexTable_Segmen
             return Fail;
         }
         here = uint32_t(m_streamOffsets[size_t(stream)]);
-        if (size_t(stream) + 1 < m_streamOffsets.size() && m_streamOffsets[size_t(stream) + 1] >= 0)
-            next = uint32_t(m_streamOffsets[size_t(stream) + 1]);
+        // The element ends where the next element of the edit unit starts.
+        auto after = std::upper_bound(m_elementOffsets.begin(), m_elementOffsets.end(), uint64_t(here));
+        if (after != m_elementOffsets.end())
+            next = uint32_t(*after);
     }
     if (offset)
         *offset = base + here;
@@ -268,6 +271,9 @@ CvResult CMxf_EssenceLocator::findStreamOffsets(uint64_t base)
     }
     // Tracks of one kind share the first element of that kind; data and
     // unknown elements answer no track.
+    m_elementOffsets.clear();
+    for (const Element& element : elements)
+        m_elementOffsets.push_back(element.offset);
     for (int trackClass : m_trackClasses) {
         int64_t slot = -1;
         if (trackClass == ElementPicture || trackClass == ElementSound || trackClass == ElementTimecode) {

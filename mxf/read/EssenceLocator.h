@@ -82,8 +82,9 @@ private:
     uint64_t m_essenceHeaderSize = 0;
     int64_t m_essenceLength = 0;
     // Where each track's element starts in a constant edit unit without
-    // delta entries.
+    // delta entries, and where each element of that edit unit starts.
     std::vector<int64_t> m_streamOffsets;
+    std::vector<uint64_t> m_elementOffsets;
     std::vector<int> m_trackClasses;
 };
 

@@ -173,9 +173,10 @@ CvResult CMxf_FileReader::walkMetadata(unsigned char* data, size_t size, LoadedS
             continue;
         }
         at = next;
-        if (item.key == metadataDictionaryKey)
-            return OK;
-        if (item.key == classDefinitionKey || item.key == propertyDefinitionKey || isKeyTypeDefinition(item.key))
+        // Avid writes its dictionary ahead of the preface: it and its
+        // definitions are passed over, and the sets behind them still read.
+        if (item.key == metadataDictionaryKey || item.key == classDefinitionKey ||
+            item.key == propertyDefinitionKey || isKeyTypeDefinition(item.key))
             continue;
         if (isEmbeddedXml(item.key)) {
             m_embeddedXmlKey = item.key;

@@ -13,9 +13,11 @@ namespace {
 const MXFUL metaglueProductId = labelFromText("F9.A3.58.B6.0D.28.3C.46.9C.12.FD.6D.AC.6E.12.13");
 const MXFUL otherProductId = labelFromText("DA.41.7F.A1.83.75.97.40.A7.5C.7C.FE.EA.55.0C.16");
 
-const CMxf_SM_Track* firstTimecodeTrack(const std::vector<CMxf_SM_Package>& packages, size_t from = 0)
+// The first timecode track of packages [from, to).
+const CMxf_SM_Track* firstTimecodeTrack(const std::vector<CMxf_SM_Package>& packages, size_t from = 0,
+                                        size_t to = SIZE_MAX)
 {
-    for (size_t i = from; i < packages.size(); ++i)
+    for (size_t i = from; i < std::min(to, packages.size()); ++i)
         for (const CMxf_SM_Track& track : packages[i].tracks)
             if (track.sequence.isTimeCode())
                 return &track;
@@ -203,7 +205,9 @@ void CMxf_FileReader::ensureAvidTimecodeTrack(const std::vector<CMxf_SM_SourceCl
         appendTrack(m_sourcePackages[0], copy);
         return;
     }
-    if (firstTimecodeTrack(m_sourcePackages))
+    // Only the file package's own timecode track makes one needless: Avid's
+    // tape package always has one, and that is the one to bring over.
+    if (firstTimecodeTrack(m_sourcePackages, 0, 1))
         return;
     if (m_sourcePackages[0].tracks.size() > 1) {
         if (isAvidALE())

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cwchar>
@@ -247,14 +248,27 @@ unsigned CMxf_FileReader::essenceLength(int stream)
             length += clip.duration > 0 ? clip.duration : 0;
     }
     const unsigned value = length >= 0 && length < 0xFFFFFFFF ? unsigned(length) : 0xFFFFFFFFu;
-    if (getTrackType(stream) != StreamVideo || m_segments.empty() || (value != 0 && value != 0xFFFFFFFFu))
+    if (getTrackType(stream) != StreamVideo || m_segments.empty())
         return value;
-    // A sequence of unknown duration (a file written to a pipe) takes the
-    // length its index tables give; index durations of 0 (a constant index
-    // written before the length was known) leave it to the essence.
+    const bool known = value != 0 && value != 0xFFFFFFFFu;
     const int64_t indexed = m_segments.LengthUsingIndexTables();
-    if (indexed != 0)
-        return indexed > 0 && indexed < 0xFFFFFFFF ? unsigned(indexed) : 0xFFFFFFFFu;
+    if (indexed > 0) {
+        // A sequence of unknown duration (a file written to a pipe) takes the
+        // length its index tables give.
+        if (!known)
+            return indexed < 0xFFFFFFFF ? unsigned(indexed) : 0xFFFFFFFFu;
+        // An index of entries tells how many pictures the file holds: Avid
+        // gives a clip's sequence the length of its source, past the frames
+        // written. (A constant segment answers for every position, whatever
+        // its length.)
+        if (m_segments.first() && !m_segments.first()->isConstant())
+            return unsigned(std::min<int64_t>(value, indexed));
+        return value;
+    }
+    // Index durations of 0 (a constant index written before the length was
+    // known): the sequence, else the essence, tells the length.
+    if (known)
+        return value;
     const int64_t fromEssence = m_locator.calculateLengthFromEssence();
     return fromEssence > 0 && fromEssence < 0xFFFFFFFF ? unsigned(fromEssence) : 0xFFFFFFFFu;
 }

@@ -35,6 +35,12 @@ void CMxf_TrackDeltaMap::mapTrackToDeltaIndex(int openStream, int& deltaIndex, i
                                               bool clipWrapped, const CMxf_IndexTable_Segment* firstSegment,
                                               const ContentPackageTracks& tracks, Base& report)
 {
+    // A constant edit unit without delta entries has its elements placed
+    // track by track (`findStreamOffsets`): the stream is its own slot, and
+    // an element index would pick another track's slot where a track
+    // without element (a timecode track) comes first.
+    if (firstSegment && firstSegment->isConstant() && firstSegment->deltaEntries.empty())
+        return;
     if (!isBuilt()) {
         build(file, essenceOffset, clipWrapped, firstSegment, tracks);
         report.setLastError(std::wstring(L"No Error"));
@@ -55,6 +61,7 @@ void CMxf_TrackDeltaMap::build(iFile& file, uint64_t essenceOffset, bool clipWra
     uint64_t running = 0;
     size_t element = 0, systemItems = 0, mpegPictures = 0;
     bool seenElement = false;
+    std::vector<uint32_t> seenNumbers;
     unsigned char head[headSize];
     while (element < tracks.sourceTrackCount) {
         CKlvItem item;
@@ -96,6 +103,11 @@ void CMxf_TrackDeltaMap::build(iFile& file, uint64_t essenceOffset, bool clipWra
                 element = size_t(match - deltas.begin());
         }
         const uint32_t trackNumber = CMxf_GC_EssenceElement(item.key).GetTrackNumber();
+        // Elements of one content package have their own numbers: one met
+        // again belongs to the next package (frame after frame of OP-Atom).
+        if (std::find(seenNumbers.begin(), seenNumbers.end(), trackNumber) != seenNumbers.end())
+            break;
+        seenNumbers.push_back(trackNumber);
         for (size_t i = 0; i < numbers.size(); ++i)
             if (numbers[i] && *numbers[i] == trackNumber)
                 m_map[i] = int(element);

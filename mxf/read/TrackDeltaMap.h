@@ -26,8 +26,9 @@ public:
 
     // Sets `deltaIndex` to the delta entry of track `openStream`, learning
     // the map first when it isn't known; a track the map has no entry for
-    // leaves `deltaIndex` as it was. The walk raises no error: the last error
-    // reads "No Error" afterwards.
+    // leaves `deltaIndex` as it was, as does a constant first segment without
+    // delta entries. The walk raises no error: the last error reads
+    // "No Error" afterwards.
     void mapTrackToDeltaIndex(int openStream, int& deltaIndex, iFile& file, uint64_t essenceOffset, bool clipWrapped,
                               const CMxf_IndexTable_Segment* firstSegment, const ContentPackageTracks& tracks,
                               Base& report);
