@@ -140,7 +140,9 @@ private:
     CvResult walkBackFromFooter(size_t blockSize);
     CvResult loadFooter();
     CvResult findPartitions_NoRIP(bool metadataRead);
-    CvResult findAndAddPartition(uint64_t offset, bool walk);
+    // Adds the first pack at or, walking, behind `offset`; `foundAt` is where
+    // it lies in the file.
+    CvResult findAndAddPartition(uint64_t offset, bool walk, uint64_t& foundAt);
     // The pack at `at` of `bytes`, whole; null otherwise. The pack keeps no
     // view of the bytes.
     static std::unique_ptr<CMxfPartitionPack> partitionPackAt(std::vector<unsigned char>& bytes, size_t at);

@@ -160,7 +160,7 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
     return OK;
 }
 
-CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
+CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk, uint64_t& foundAt)
 {
     for (;;) {
         if (offset >= m_fileSize)
@@ -186,6 +186,7 @@ CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
                 return Fail;
             pack->fillerLength = fillerBehind(offset + itemSize);
             m_partitions.append(std::move(pack));
+            foundAt = offset;
             return OK;
         }
         if (!walk)
@@ -198,6 +199,9 @@ CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
 
 CvResult CMxf_FileReader::findPartitions_NoRIP(bool metadataRead)
 {
+    // Where the last pack lies in the file. A pack's own position may lie, so
+    // each hop must also land behind the last pack found, or the walk ends.
+    uint64_t reached = m_partitions.runIn + m_partitions.last()->thisPartition;
     for (;;) {
         const CMxfPartitionPack& pack = *m_partitions.last();
         // The last partition reached: a footer, or the end of the file.
@@ -230,9 +234,9 @@ CvResult CMxf_FileReader::findPartitions_NoRIP(bool metadataRead)
                 return result;
             next = m_partitions.modifyOffsetForPartition(pack, offset + size);
         }
-        if (next <= here)
+        if (next <= here || next <= reached)
             return OK;
-        CvResult result = findAndAddPartition(next, noIndex ? !opAtom : true);
+        CvResult result = findAndAddPartition(next, noIndex ? !opAtom : true, reached);
         if (result == NotImpl || (result == Fail && next >= m_fileSize - 20))
             return OK;
         if (result != OK)
