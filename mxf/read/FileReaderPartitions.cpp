@@ -33,6 +33,15 @@ std::unique_ptr<CMxfPartitionPack> CMxf_FileReader::partitionPackAt(std::vector<
     return pack;
 }
 
+uint64_t CMxf_FileReader::fillerBehindPack(std::vector<unsigned char>& bytes, const CMxfPartitionPack& pack)
+{
+    CKlvItem filler;
+    if (!klvHeaderAt(bytes.data(), bytes.size(), 16 + pack.lengthLength + pack.length, filler) ||
+        !isFiller(filler.key))
+        return 0;
+    return 16 + filler.lengthLength + filler.length;
+}
+
 uint64_t CMxf_FileReader::fillerBehind(uint64_t offset)
 {
     std::vector<unsigned char> head;
@@ -81,10 +90,7 @@ CvResult CMxf_FileReader::readPartitionsFromRip(std::vector<unsigned char>& bloc
                 demoted = pack.get();
             pack->set_Type(PartitionFooter);
         }
-        CKlvItem filler;
-        const uint64_t packEnd = 16 + pack->lengthLength + pack->length;
-        if (klvHeaderAt(bytes.data(), bytes.size(), packEnd, filler) && isFiller(filler.key))
-            pack->fillerLength = 16 + filler.lengthLength + filler.length;
+        pack->fillerLength = fillerBehindPack(bytes, *pack);
         found.push_back(std::move(pack));
     }
     std::vector<std::unique_ptr<CMxfPartitionPack>> all;
@@ -118,10 +124,7 @@ CvResult CMxf_FileReader::loadFooter()
     std::unique_ptr<CMxfPartitionPack> pack = partitionPackAt(bytes, 0);
     if (!pack)
         return fail(MxfBadFooter, L"Failed to open footer, setklv failed.");
-    CKlvItem filler;
-    if (klvHeaderAt(bytes.data(), bytes.size(), 16 + pack->lengthLength + pack->length, filler) &&
-        isFiller(filler.key))
-        pack->fillerLength = 16 + filler.lengthLength + filler.length;
+    pack->fillerLength = fillerBehindPack(bytes, *pack);
     m_partitions.append(std::move(pack));
     return OK;
 }
@@ -143,6 +146,7 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
         std::unique_ptr<CMxfPartitionPack> pack = partitionPackAt(bytes, 0);
         if (!pack || pack->getType() == PartitionHeader)
             break;
+        pack->fillerLength = fillerBehindPack(bytes, *pack);
         const uint64_t previous = pack->previousPartition;
         collected.push_back(std::move(pack));
         if (previous == 0)
