@@ -140,12 +140,16 @@ private:
     CvResult walkBackFromFooter(size_t blockSize);
     CvResult loadFooter();
     CvResult findPartitions_NoRIP(bool metadataRead);
-    CvResult findAndAddPartition(uint64_t offset, bool walk);
+    // Adds the first pack at or, walking, behind `offset`; `foundAt` is where
+    // it lies in the file.
+    CvResult findAndAddPartition(uint64_t offset, bool walk, uint64_t& foundAt);
     // The pack at `at` of `bytes`, whole; null otherwise. The pack keeps no
     // view of the bytes.
     static std::unique_ptr<CMxfPartitionPack> partitionPackAt(std::vector<unsigned char>& bytes, size_t at);
     // The size of a filler item at `offset`, 0 when there is none.
     uint64_t fillerBehind(uint64_t offset);
+    // The size of a filler that follows the pack read from the start of `bytes`, else 0.
+    static uint64_t fillerBehindPack(std::vector<unsigned char>& bytes, const CMxfPartitionPack& pack);
     void metadataClose();
     void updateFileSize();
     bool isFileGrowing() const { return m_growing; }

@@ -364,8 +364,9 @@ CvResult CMxf_FileReader::getGopAndPresentationOrder(unsigned first, unsigned co
     }
     presentation.assign(entries.size(), unsigned(-1));
     for (const IndexEntry& entry : entries) {
-        decode.push_back(entry.decodeIndex);
-        order.push_back(entry.frameType);
+        // Packed members are copied out, never bound by reference.
+        decode.push_back(unsigned(entry.decodeIndex));
+        order.push_back(static_cast<unsigned short>(entry.frameType));
         const int64_t slot = int64_t(entry.presentationIndex) - first;
         if (slot >= 0 && size_t(slot) < presentation.size())
             presentation[size_t(slot)] = entry.decodeIndex;

@@ -33,6 +33,15 @@ std::unique_ptr<CMxfPartitionPack> CMxf_FileReader::partitionPackAt(std::vector<
     return pack;
 }
 
+uint64_t CMxf_FileReader::fillerBehindPack(std::vector<unsigned char>& bytes, const CMxfPartitionPack& pack)
+{
+    CKlvItem filler;
+    if (!klvHeaderAt(bytes.data(), bytes.size(), 16 + pack.lengthLength + pack.length, filler) ||
+        !isFiller(filler.key))
+        return 0;
+    return 16 + filler.lengthLength + filler.length;
+}
+
 uint64_t CMxf_FileReader::fillerBehind(uint64_t offset)
 {
     std::vector<unsigned char> head;
@@ -81,10 +90,7 @@ CvResult CMxf_FileReader::readPartitionsFromRip(std::vector<unsigned char>& bloc
                 demoted = pack.get();
             pack->set_Type(PartitionFooter);
         }
-        CKlvItem filler;
-        const uint64_t packEnd = 16 + pack->lengthLength + pack->length;
-        if (klvHeaderAt(bytes.data(), bytes.size(), packEnd, filler) && isFiller(filler.key))
-            pack->fillerLength = 16 + filler.lengthLength + filler.length;
+        pack->fillerLength = fillerBehindPack(bytes, *pack);
         found.push_back(std::move(pack));
     }
     std::vector<std::unique_ptr<CMxfPartitionPack>> all;
@@ -118,10 +124,7 @@ CvResult CMxf_FileReader::loadFooter()
     std::unique_ptr<CMxfPartitionPack> pack = partitionPackAt(bytes, 0);
     if (!pack)
         return fail(MxfBadFooter, L"Failed to open footer, setklv failed.");
-    CKlvItem filler;
-    if (klvHeaderAt(bytes.data(), bytes.size(), 16 + pack->lengthLength + pack->length, filler) &&
-        isFiller(filler.key))
-        pack->fillerLength = 16 + filler.lengthLength + filler.length;
+    pack->fillerLength = fillerBehindPack(bytes, *pack);
     m_partitions.append(std::move(pack));
     return OK;
 }
@@ -143,6 +146,7 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
         std::unique_ptr<CMxfPartitionPack> pack = partitionPackAt(bytes, 0);
         if (!pack || pack->getType() == PartitionHeader)
             break;
+        pack->fillerLength = fillerBehindPack(bytes, *pack);
         const uint64_t previous = pack->previousPartition;
         collected.push_back(std::move(pack));
         if (previous == 0)
@@ -160,7 +164,7 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
     return OK;
 }
 
-CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
+CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk, uint64_t& foundAt)
 {
     for (;;) {
         if (offset >= m_fileSize)
@@ -186,6 +190,7 @@ CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
                 return Fail;
             pack->fillerLength = fillerBehind(offset + itemSize);
             m_partitions.append(std::move(pack));
+            foundAt = offset;
             return OK;
         }
         if (!walk)
@@ -198,6 +203,9 @@ CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk)
 
 CvResult CMxf_FileReader::findPartitions_NoRIP(bool metadataRead)
 {
+    // Where the last pack lies in the file. A pack's own position may lie, so
+    // each hop must also land behind the last pack found, or the walk ends.
+    uint64_t reached = m_partitions.runIn + m_partitions.last()->thisPartition;
     for (;;) {
         const CMxfPartitionPack& pack = *m_partitions.last();
         // The last partition reached: a footer, or the end of the file.
@@ -230,9 +238,9 @@ CvResult CMxf_FileReader::findPartitions_NoRIP(bool metadataRead)
                 return result;
             next = m_partitions.modifyOffsetForPartition(pack, offset + size);
         }
-        if (next <= here)
+        if (next <= here || next <= reached)
             return OK;
-        CvResult result = findAndAddPartition(next, noIndex ? !opAtom : true);
+        CvResult result = findAndAddPartition(next, noIndex ? !opAtom : true, reached);
         if (result == NotImpl || (result == Fail && next >= m_fileSize - 20))
             return OK;
         if (result != OK)
