@@ -78,6 +78,8 @@ public:
     CvResult getPixelAspect(int stream, int& numerator, int& denominator) override;
     int getFramePolarity(int stream) override;
     int getScanMode(int stream) override;
+    CvResult get_ColourPrimaries(int stream, VideoColourCPMode& mode) override;
+    CvResult get_TransferCharacteristic(int stream, VideoColourTCMode& mode) override;
     std::wstring getSourceTape() override;
     int get_FileType() override { return 3; }
     bool get_IsDropFrame(int stream) override;
@@ -178,6 +180,10 @@ private:
     bool essenceID(int stream, CMxf_GC_EssenceID& id);
     CvResult getSourcePackageMetadataValue(int stream, const char* key, std::wstring& value);
     int metadataInt(int stream, const char* key);
+    // A colour mode from its key's number; on any failure the mode is unknown
+    // and the answer Fail.
+    template <typename Mode>
+    CvResult colourMode(int stream, const char* key, Mode& mode);
     int get_Metadata_Height(const CMxf_SM_DescriptorPicture& picture, int stream);
     unsigned getDatarateFromDescriptor(int stream, const CMxf_SM_DescriptorPicture& picture);
     const CMxf_SM_SourceClip* findFirstTimecodeClip() const;
