@@ -10,6 +10,7 @@
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/EssenceID.h"
 #include "mxf/model/IndexSegmentList.h"
+#include "mxf/model/KlvItem.h"
 #include "mxf/model/MxfBase.h"
 #include "mxf/model/Package.h"
 #include "mxf/model/PartitionList.h"
@@ -102,6 +103,10 @@ public:
     unsigned get_UncompressedSamples(int stream) override { return 0; }
     std::wstring getCompressorName2(int stream) override { return {}; }
     int getFileManufacturer() const;
+
+    // Writes the item's value to "klvdump<counter>.bin" in the temporary folder
+    // and counts on; false when the whole value couldn't be written (KlvDump.cpp).
+    static bool saveKlv2File(const CKlvItem& item, int& counter);
 
     // Essence and index (FileReaderAccess.cpp).
     CvResult essenceOpen(unsigned stream) override;
