@@ -10,6 +10,7 @@
 #include "mxf/model/EssenceContainerData.h"
 #include "mxf/model/EssenceID.h"
 #include "mxf/model/IndexSegmentList.h"
+#include "mxf/model/KlvItem.h"
 #include "mxf/model/MxfBase.h"
 #include "mxf/model/Package.h"
 #include "mxf/model/PartitionList.h"
@@ -78,6 +79,8 @@ public:
     CvResult getPixelAspect(int stream, int& numerator, int& denominator) override;
     int getFramePolarity(int stream) override;
     int getScanMode(int stream) override;
+    CvResult get_ColourPrimaries(int stream, VideoColourCPMode& mode) override;
+    CvResult get_TransferCharacteristic(int stream, VideoColourTCMode& mode) override;
     std::wstring getSourceTape() override;
     int get_FileType() override { return 3; }
     bool get_IsDropFrame(int stream) override;
@@ -100,6 +103,10 @@ public:
     unsigned get_UncompressedSamples(int stream) override { return 0; }
     std::wstring getCompressorName2(int stream) override { return {}; }
     int getFileManufacturer() const;
+
+    // Writes the item's value to "klvdump<counter>.bin" in the temporary folder
+    // and counts on; false when the whole value couldn't be written (KlvDump.cpp).
+    static bool saveKlv2File(const CKlvItem& item, int& counter);
 
     // Essence and index (FileReaderAccess.cpp).
     CvResult essenceOpen(unsigned stream) override;
@@ -182,6 +189,10 @@ private:
     bool essenceID(int stream, CMxf_GC_EssenceID& id);
     CvResult getSourcePackageMetadataValue(int stream, const char* key, std::wstring& value);
     int metadataInt(int stream, const char* key);
+    // A colour mode from its key's number; on any failure the mode is unknown
+    // and the answer Fail.
+    template <typename Mode>
+    CvResult colourMode(int stream, const char* key, Mode& mode);
     int get_Metadata_Height(const CMxf_SM_DescriptorPicture& picture, int stream);
     unsigned getDatarateFromDescriptor(int stream, const CMxf_SM_DescriptorPicture& picture);
     const CMxf_SM_SourceClip* findFirstTimecodeClip() const;

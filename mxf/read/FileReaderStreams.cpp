@@ -7,6 +7,7 @@
 #include "frame/Text.h"
 #include "frame/Utf8.h"
 #include "host/Json.h"
+#include "mxf/model/ColourLabels.h"
 #include "mxf/model/DescriptiveMetadata.h"
 #include "mxf/model/EssenceCodingTables.h"
 #include "mxf/model/EssenceIdentification.h"
@@ -467,7 +468,7 @@ CvResult CMxf_FileReader::getSourcePackageMetadataValue(int stream, const char* 
     }
     static const char* const described[] = {"data_rate", "bits_per_sample", "width", "stored_width", "height",
                                             "aspect_ratio", "audio_track_count", "audio_sample_rate",
-                                            "video_layout", "scan_mode", "gop_length"};
+                                            "video_layout", "scan_mode", "gop_length", "hdr_cp", "hdr_tc"};
     bool isDescribed = false;
     for (const char* name : described)
         isDescribed |= key == name;
@@ -516,6 +517,10 @@ CvResult CMxf_FileReader::getSourcePackageMetadataValue(int stream, const char* 
         value = scanModeText(*picture);
         return OK;
     }
+    if (key == "hdr_cp" && picture)
+        return number(colourPrimariesMode(picture->colorPrimaries));
+    if (key == "hdr_tc" && picture)
+        return number(transferCharacteristicMode(picture->transferCharacteristic));
     if (key == "gop_length" && picture) {
         const int gop = slot->mpeg2 ? slot->mpeg2->maxGOP : 1;
         if (gop <= 0) {
@@ -531,6 +536,30 @@ int CMxf_FileReader::metadataInt(int stream, const char* key)
 {
     int value = 0;
     return isSuccess(get_MetadataValue(key, stream, value)) ? value : 0;
+}
+
+template <typename Mode>
+CvResult CMxf_FileReader::colourMode(int stream, const char* key, Mode& mode)
+{
+    mode = static_cast<Mode>(0);
+    int value = 0;
+    const CvResult result = get_MetadataValue(key, stream, value);
+    if (!isSuccess(result))
+        return Fail;
+    if (result == False)
+        return False;
+    mode = static_cast<Mode>(value);
+    return OK;
+}
+
+CvResult CMxf_FileReader::get_ColourPrimaries(int stream, VideoColourCPMode& mode)
+{
+    return colourMode(stream, "hdr_cp", mode);
+}
+
+CvResult CMxf_FileReader::get_TransferCharacteristic(int stream, VideoColourTCMode& mode)
+{
+    return colourMode(stream, "hdr_tc", mode);
 }
 
 CvResult CMxf_FileReader::get_MetadataValue(const char* key, int stream, std::wstring& value)

@@ -171,6 +171,14 @@ h264_edit_after_key.mp4)
         -f mp4 "$tmp.whole"
     ff -ss 0.4 -i "$tmp.whole" -c copy $exact -f mp4 "$tmp"
     rm -f "$tmp.whole" ;;
+mxf_colour_*.mxf)
+    # A picture descriptor with the colour labels named mxf_colour_PRIMARIES+TRANSFER.mxf,
+    # in ffmpeg's names; a JPEG 2000 codestream carries no colour of its own, so
+    # ffprobe shows what the descriptor says.
+    colour=${name#mxf_colour_}
+    colour=${colour%.mxf}
+    ff $(video 64x48 25 0.12) -c:v jpeg2000 -pix_fmt yuv422p -color_primaries "${colour%%+*}" \
+        -color_trc "${colour#*+}" $exact -f mxf "$tmp" ;;
 *)
     echo "make_media.sh: no recipe for $name" >&2
     exit 2 ;;
