@@ -155,6 +155,8 @@ private:
     static std::unique_ptr<CMxfPartitionPack> partitionPackAt(std::vector<unsigned char>& bytes, size_t at);
     // The size of a filler item at `offset`, 0 when there is none.
     uint64_t fillerBehind(uint64_t offset);
+    // The partition pack at `offset` and the head of the item behind it.
+    CvResult readPackHead(uint64_t offset, std::vector<unsigned char>& bytes);
     // The size of a filler that follows the pack read from the start of `bytes`, else 0.
     static uint64_t fillerBehindPack(std::vector<unsigned char>& bytes, const CMxfPartitionPack& pack);
     void metadataClose();

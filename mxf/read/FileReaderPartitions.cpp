@@ -14,6 +14,7 @@ namespace {
 
 constexpr size_t probeBlock = 0x10000;
 constexpr size_t footerBlock = 0x100000;
+constexpr size_t packPage = 4096;
 // A key and the longest BER length this reader takes.
 constexpr size_t itemHead = 25;
 
@@ -40,6 +41,22 @@ uint64_t CMxf_FileReader::fillerBehindPack(std::vector<unsigned char>& bytes, co
         !isFiller(filler.key))
         return 0;
     return 16 + filler.lengthLength + filler.length;
+}
+
+// The bytes of the partition pack at `offset` and the head of the item behind
+// it: one page, or as much more as the pack claims, up to a probe block. A
+// file of a thousand body partitions is thus opened by reading a page each.
+CvResult CMxf_FileReader::readPackHead(uint64_t offset, std::vector<unsigned char>& bytes)
+{
+    const uint64_t remaining = m_fileSize - offset;
+    CvResult result = readAt(offset, size_t(std::min<uint64_t>(remaining, packPage)), bytes);
+    CKlvItem pack;
+    if (result != OK || !klvHeaderAt(bytes.data(), bytes.size(), 0, pack))
+        return result;
+    const uint64_t wanted = 16 + pack.lengthLength + pack.length + itemHead;
+    if (wanted <= bytes.size() || bytes.size() >= remaining)
+        return OK;
+    return readAt(offset, size_t(std::min<uint64_t>({remaining, wanted, probeBlock})), bytes);
 }
 
 uint64_t CMxf_FileReader::fillerBehind(uint64_t offset)
@@ -74,7 +91,7 @@ CvResult CMxf_FileReader::readPartitionsFromRip(std::vector<unsigned char>& bloc
             continue;
         const bool nearEnd = m_fileSize - offset < probeBlock;
         std::vector<unsigned char> bytes;
-        if (readAt(offset, size_t(std::min<uint64_t>(m_fileSize - offset, probeBlock)), bytes) != OK)
+        if (readPackHead(offset, bytes) != OK)
             continue;
         std::unique_ptr<CMxfPartitionPack> pack = partitionPackAt(bytes, 0);
         if (!pack)
