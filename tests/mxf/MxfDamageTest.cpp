@@ -137,10 +137,15 @@ protected:
         ASSERT_FALSE(expected.lengths.empty());
         EXPECT_EQ(got.lengths, expected.lengths);
         ASSERT_EQ(got.entries.size(), expected.entries.size());
+        // Index entries are packed: their fields are copied out before gtest
+        // takes them by reference.
         for (size_t i = 0; i < got.entries.size(); ++i) {
-            EXPECT_EQ(got.entries[i].offset, expected.entries[i].offset + shift) << i;
-            EXPECT_EQ(got.entries[i].size, expected.entries[i].size) << i;
-            EXPECT_EQ(got.entries[i].frameType, expected.entries[i].frameType) << i;
+            const uint64_t offset = got.entries[i].offset, wantedOffset = expected.entries[i].offset;
+            const uint32_t size = got.entries[i].size, wantedSize = expected.entries[i].size;
+            const uint16_t type = got.entries[i].frameType, wantedType = expected.entries[i].frameType;
+            EXPECT_EQ(offset, wantedOffset + shift) << i;
+            EXPECT_EQ(size, wantedSize) << i;
+            EXPECT_EQ(type, wantedType) << i;
         }
     }
 
