@@ -150,13 +150,15 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
 {
     std::vector<std::unique_ptr<CMxfPartitionPack>> collected;
     collected.push_back(std::make_unique<CMxfPartitionPack>(*m_partitions.last()));
-    // Each step must go back: a chain that doesn't ends the walk.
+    // Each step must go back: a chain that doesn't ends the walk. Partition
+    // offsets count from the end of the run-in.
+    const uint64_t runIn = m_partitions.runIn;
     uint64_t offset = collected.back()->previousPartition;
     uint64_t bound = collected.back()->thisPartition;
-    while (offset < bound && offset < m_fileSize) {
+    while (offset < bound && offset < m_fileSize - std::min<uint64_t>(runIn, m_fileSize)) {
         std::vector<unsigned char> bytes;
-        CvResult result = readAt(offset, blockSize, bytes);
-        if (result == PartialCopy && m_fileSize - offset < blockSize)
+        CvResult result = readAt(runIn + offset, blockSize, bytes);
+        if (result == PartialCopy && m_fileSize - (runIn + offset) < blockSize)
             result = OK;
         if (result != OK)
             break;

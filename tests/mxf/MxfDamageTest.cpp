@@ -223,6 +223,17 @@ TEST_F(MxfDamage, RunInIsSkippedAndCountedInEveryOffset)
     EXPECT_EQ(m_reader->partitions().runIn, runIn.size());
 }
 
+// Without a random index the walk back from the footer follows partition
+// offsets, which count from the end of the run-in too.
+TEST_F(MxfDamage, RunInBeforeAFileWithoutRandomIndex)
+{
+    const std::string whole = readFile(testMedia("mxf_1000_frames.mxf"));
+    const std::string runIn(100, '\x5a');
+    const std::string stripped = withoutRandomIndex(whole);
+    expectSameAnswers(whole, runIn + stripped, runIn.size());
+    EXPECT_EQ(partitionCount(), packCount(stripped));
+}
+
 TEST_F(MxfDamage, EveryPrefixOfASmallFileOpensOrFailsWithAText)
 {
     const std::string whole = readFile(std::string(CV_FUZZ_REGRESSIONS) + "/mxf/op1a_mpeg2_pcm_tc.mxf");
