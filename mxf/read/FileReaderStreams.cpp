@@ -664,9 +664,13 @@ CvResult CMxf_FileReader::get_TimeCode(int stream, unsigned frame, unsigned* tim
     const double rate = get_Rate(stream);
     const unsigned base = clip->timecode->roundedTimecodeBase;
     const long wholeRate = std::lround(rate);
+    __int128 scaled = start;
     if (base && wholeRate > 0 && long(base) != wholeRate)
-        start = start * wholeRate / base;
-    *timecode = unsigned(start);
+        scaled = scaled * wholeRate / base;
+    // A start no frame count can hold is a damaged clip, not a timecode.
+    if (scaled < 0 || scaled > 0xFFFFFFFF)
+        return Fail;
+    *timecode = unsigned(scaled);
     return OK;
 }
 
