@@ -10,12 +10,12 @@ measure() {
     printf '%-40s %8.3f s %10d KiB\n' "$label" "$SECONDS_TAKEN" "$PEAK_KB"
 }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.3f", a / b; else print "n/a" }'; }
-# `best LABEL COMMAND...`: the shortest of five runs in BEST, with PEAK its
-# peak memory.
+# `best LABEL COMMAND...`: the shortest of five runs (RUNS, when set) in
+# BEST, with PEAK its peak memory.
 best() {
     label=$1; shift
     BEST=
-    for run in 1 2 3 4 5; do
+    for run in $(seq "${RUNS:-5}"); do
         measure "$label" "$@" >/dev/null
         BEST=$(awk -v a="$SECONDS_TAKEN" -v b="${BEST:-1e9}" 'BEGIN { print (a < b) ? a : b }')
         PEAK=$PEAK_KB

@@ -206,6 +206,9 @@ private:
 
     bool readSample(unsigned sample, Md5& md5)
     {
+        // Made at the first read, so that a probe without hashes doesn't pay for it.
+        if (m_buffer.empty())
+            m_buffer.resize(firstBuffer);
         for (int attempt = 0; attempt < 8; ++attempt) {
             unsigned offset = 0, size = 0;
             CvResult result = m_reader.essenceRead(sample, 1, m_buffer.data(), static_cast<unsigned>(m_buffer.size()),
@@ -238,10 +241,11 @@ private:
     }
 
     static constexpr uint64_t maxAudioPacket = 1 << 20;
+    static constexpr size_t firstBuffer = size_t(4) << 20;
     static constexpr size_t maxBuffer = size_t(1) << 30;
     MediaFileReader& m_reader;
     const ProbeOptions& m_options;
-    std::vector<unsigned char> m_buffer = std::vector<unsigned char>(4 << 20);
+    std::vector<unsigned char> m_buffer;
     std::string m_error;
 };
 

@@ -124,9 +124,9 @@ size_t CMxf_IndexSegmentList::MemorySize() const
     size_t total = 0;
     for (const auto& segment : m_segments) {
         total += sizeof(CMxf_IndexTable_Segment) + segment->deltaEntries.capacity() * sizeof(MXFDELTAENTRY) +
-                 segment->indexEntries.capacity() * sizeof(CMxf_IndexTable_IndexEntry);
-        for (const CMxf_IndexTable_IndexEntry& entry : segment->indexEntries)
-            total += entry.sliceOffsets.capacity() * sizeof(uint32_t) + entry.posTable.capacity() * sizeof(MXFRATIONAL);
+                 segment->indexEntries.capacity() * sizeof(CMxf_IndexTable_IndexEntry) +
+                 segment->sliceOffsets.capacity() * sizeof(uint32_t) +
+                 segment->posTables.capacity() * sizeof(MXFRATIONAL);
     }
     return total;
 }

@@ -47,26 +47,23 @@ bool batchHead(const unsigned char* value, uint64_t length, uint32_t& count, uin
 
 } // namespace
 
-size_t CMxf_IndexTable_IndexEntry::toKlv(unsigned char* dst, size_t size) const
+void CMxf_IndexTable_IndexEntry::toKlv(unsigned char* dst) const
 {
-    const size_t needed = getSize();
-    if (!dst || size < needed)
-        return 0;
     dst[0] = static_cast<unsigned char>(temporalOffset);
     dst[1] = static_cast<unsigned char>(keyFrameOffset);
     dst[2] = flags;
     writeBE64(dst + 3, streamOffset);
-    unsigned char* p = dst + 11;
-    for (uint32_t offset : sliceOffsets) {
-        writeBE32(p, offset);
-        p += 4;
-    }
-    for (const MXFRATIONAL& position : posTable) {
-        writeBE32(p, static_cast<uint32_t>(position.numerator));
-        writeBE32(p + 4, static_cast<uint32_t>(position.denominator));
-        p += 8;
-    }
-    return needed;
+}
+
+bool CMxf_IndexTable_Segment::sliceOffset(size_t entry, size_t slice, uint32_t& offset) const
+{
+    if (entry >= indexEntries.size() || slice >= sliceCount)
+        return false;
+    const size_t at = entry * sliceCount + slice;
+    if (at >= sliceOffsets.size())
+        return false;
+    offset = sliceOffsets[at];
+    return true;
 }
 
 bool CMxf_IndexTable_Segment::IsMyKey(const MXFUL& key)
@@ -190,6 +187,10 @@ uint64_t CMxf_IndexTable_Segment::readIndexEntries(const unsigned char* value, u
         return length;
     const uint64_t held = std::min<uint64_t>(count, (usable - 8) / itemSize);
     indexEntries.resize(held);
+    sliceOffsets.resize(held * sliceCount);
+    posTables.resize(held * posTableCount);
+    uint32_t* offset = sliceOffsets.data();
+    MXFRATIONAL* position = posTables.data();
     for (uint64_t i = 0; i < held; ++i) {
         const unsigned char* p = value + 8 + i * itemSize;
         CMxf_IndexTable_IndexEntry& entry = indexEntries[i];
@@ -198,12 +199,10 @@ uint64_t CMxf_IndexTable_Segment::readIndexEntries(const unsigned char* value, u
         entry.flags = p[2];
         entry.streamOffset = readBE64(p + 3);
         p += 11;
-        entry.sliceOffsets.resize(sliceCount);
-        for (uint32_t& offset : entry.sliceOffsets)
-            offset = readBE32(p), p += 4;
-        entry.posTable.resize(posTableCount);
-        for (MXFRATIONAL& position : entry.posTable)
-            position = readRational(p), p += 8;
+        for (unsigned s = 0; s < sliceCount; ++s, p += 4)
+            *offset++ = readBE32(p);
+        for (unsigned s = 0; s < posTableCount; ++s, p += 8)
+            *position++ = readRational(p);
     }
     return length;
 }
@@ -251,17 +250,30 @@ size_t CMxf_IndexTable_Segment::toKlv(unsigned char* dst, size_t size) const
     if (!indexEntries.empty()) {
         head(written, itemSize);
         unsigned char* p = batch.data() + 8;
-        for (size_t i = 0; i < indexEntries.size(); ++i) {
-            indexEntries[i].toKlv(p, itemSize);
+        auto writeEntry = [&](size_t i, const CMxf_IndexTable_IndexEntry& entry) {
+            entry.toKlv(p);
+            unsigned char* tail = p + 11;
+            for (size_t s = 0; s < sliceCount; ++s, tail += 4) {
+                const size_t at = i * sliceCount + s;
+                writeBE32(tail, at < sliceOffsets.size() ? sliceOffsets[at] : 0);
+            }
+            for (size_t s = 0; s < posTableCount; ++s, tail += 8) {
+                const size_t at = i * posTableCount + s;
+                const MXFRATIONAL position = at < posTables.size() ? posTables[at] : MXFRATIONAL{0, 0};
+                writeBE32(tail, static_cast<uint32_t>(position.numerator));
+                writeBE32(tail + 4, static_cast<uint32_t>(position.denominator));
+            }
             p += itemSize;
+        };
+        for (size_t i = 0; i < indexEntries.size(); ++i) {
+            writeEntry(i, indexEntries[i]);
             // XDCAM indexes list every entry twice but the last, the copy
             // with doubled offsets.
             if (xdcam && i + 1 < indexEntries.size()) {
                 CMxf_IndexTable_IndexEntry copy = indexEntries[i];
                 copy.temporalOffset = static_cast<int8_t>(copy.temporalOffset * 2);
                 copy.keyFrameOffset = static_cast<int8_t>(copy.keyFrameOffset * 2);
-                copy.toKlv(p, itemSize);
-                p += itemSize;
+                writeEntry(i, copy);
             }
         }
         set.Append(wireTag(TagIndexEntryArray), batch.data(), batch.size());

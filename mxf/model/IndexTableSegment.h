@@ -16,31 +16,26 @@ struct MXFDELTAENTRY {
 };
 
 // One edit unit of a variable-size index: its frame flags, reordering and
-// place in the essence container.
+// place in the essence container. Its slice offsets and position table live
+// in its segment, whose counts size them.
 class CMxf_IndexTable_IndexEntry {
 public:
     int8_t temporalOffset = 0;
     int8_t keyFrameOffset = 0;
     uint8_t flags = 0;
     uint64_t streamOffset = 0;
-    std::vector<uint32_t> sliceOffsets;
-    std::vector<MXFRATIONAL> posTable;
 
     bool isPreditionFrame() const { return (flags & 0x30) != 0; }
     bool isPFrame() const { return (flags & 0x30) == 0x20; }
     bool isBFrame() const { return (flags & 0x10) != 0; }
     bool isKeyFrame() const { return !isPreditionFrame(); }
-    // The lists count by their sizes only; the key frame offset not at all.
+    // The key frame offset does not count.
     bool operator==(const CMxf_IndexTable_IndexEntry& other) const
     {
-        return temporalOffset == other.temporalOffset && flags == other.flags &&
-               streamOffset == other.streamOffset && sliceOffsets.size() == other.sliceOffsets.size() &&
-               posTable.size() == other.posTable.size();
+        return temporalOffset == other.temporalOffset && flags == other.flags && streamOffset == other.streamOffset;
     }
-    // Bytes on the wire.
-    size_t getSize() const { return 11 + 4 * sliceOffsets.size() + 8 * posTable.size(); }
-    // The wire form at `dst`; its size, or 0 when `size` is too small.
-    size_t toKlv(unsigned char* dst, size_t size) const;
+    // The 11 fixed bytes of the wire form at `dst`.
+    void toKlv(unsigned char* dst) const;
 };
 
 // An index table segment: constant bytes per edit unit (editUnitByteCount
@@ -79,6 +74,15 @@ public:
     uint8_t posTableCount = 0;
     std::vector<MXFDELTAENTRY> deltaEntries;
     std::vector<CMxf_IndexTable_IndexEntry> indexEntries;
+    // sliceCount offsets per entry, and posTableCount positions per entry, in
+    // entry order: flat, so that an hour of entries is three allocations, not
+    // hundreds of thousands. Entries past their end write zeros.
+    std::vector<uint32_t> sliceOffsets;
+    std::vector<MXFRATIONAL> posTables;
+
+    // Entry `entry`'s offset of slice `slice` (from 0); false when the
+    // segment holds none.
+    bool sliceOffset(size_t entry, size_t slice, uint32_t& offset) const;
 
 private:
     void readDeltaEntries(const unsigned char* value, uint64_t length);

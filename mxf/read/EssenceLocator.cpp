@@ -92,12 +92,12 @@ CvResult CMxf_EssenceLocator::indexGetItemOffset(const CMxf_IndexTable_Segment& 
         accumulator += delta.elementDelta;
         return OK;
     }
-    const size_t slice = delta.slice - 1u;
-    if (entryIndex >= segment.indexEntries.size() || slice >= segment.indexEntries[entryIndex].sliceOffsets.size()) {
+    uint32_t sliceOffset = 0;
+    if (!segment.sliceOffset(entryIndex, delta.slice - 1u, sliceOffset)) {
         m_report.setLastError(Fail, L"Invalid Slice Count(%d).", int(delta.slice));
         return Fail;
     }
-    accumulator += uint64_t(segment.indexEntries[entryIndex].sliceOffsets[slice]) + delta.elementDelta;
+    accumulator += uint64_t(sliceOffset) + delta.elementDelta;
     return OK;
 }
 

@@ -202,6 +202,7 @@ void CMxf_FileReader::close()
     m_fileSize = 0;
     m_partitions.clear();
     m_segments.clear();
+    m_indexInHand.clear();
     metadataClose();
     setFlags(0);
     m_openGopKnown = false;

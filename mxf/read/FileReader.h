@@ -17,6 +17,7 @@
 #include "mxf/model/Preface.h"
 #include "mxf/model/Primer.h"
 #include "mxf/read/EssenceLocator.h"
+#include "mxf/read/IndexSegmentLoading.h"
 #include "mxf/read/TrackDeltaMap.h"
 
 namespace Corvidane::MXF {
@@ -211,6 +212,8 @@ private:
 
     CMxfPartitionList m_partitions;
     CMxf_IndexSegmentList m_segments;
+    // Index segments that came with the partition packs, until the index loads.
+    IndexSegmentsInHand m_indexInHand;
     CMxf_EssenceLocator m_locator;
     CMxf_TrackDeltaMap m_trackDeltaMap;
     CMxf_SM_Primer m_primer;

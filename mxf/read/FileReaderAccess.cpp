@@ -53,7 +53,8 @@ CvResult CMxf_FileReader::loadIndexTable()
     if (!file)
         return fail(InvalidState, L"No open file.");
     updateFileSize();
-    CvResult result = loadIndexSegments(*file, m_partitions, m_segments, *this);
+    CvResult result = loadIndexSegments(*file, m_partitions, m_segments, *this, &m_indexInHand);
+    m_indexInHand.clear();
     if (!isSuccess(result))
         return result;
     if (m_segments.empty()) {

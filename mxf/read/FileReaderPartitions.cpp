@@ -14,7 +14,9 @@ namespace {
 
 constexpr size_t probeBlock = 0x10000;
 constexpr size_t footerBlock = 0x100000;
-constexpr size_t packPage = 4096;
+// Two pages: a body partition's pack and the index segment behind it, which
+// ffmpeg writes every ten seconds (about 4 KB), come in one read.
+constexpr size_t packHead = 8192;
 // A key and the longest BER length this reader takes.
 constexpr size_t itemHead = 25;
 
@@ -44,12 +46,12 @@ uint64_t CMxf_FileReader::fillerBehindPack(std::vector<unsigned char>& bytes, co
 }
 
 // The bytes of the partition pack at `offset` and the head of the item behind
-// it: one page, or as much more as the pack claims, up to a probe block. A
-// file of a thousand body partitions is thus opened by reading a page each.
+// it: two pages, or as much more as the pack claims, up to a probe block. A
+// file of a thousand body partitions is thus opened by reading 8 KiB each.
 CvResult CMxf_FileReader::readPackHead(uint64_t offset, std::vector<unsigned char>& bytes)
 {
     const uint64_t remaining = m_fileSize - offset;
-    CvResult result = readAt(offset, size_t(std::min<uint64_t>(remaining, packPage)), bytes);
+    CvResult result = readAt(offset, size_t(std::min<uint64_t>(remaining, packHead)), bytes);
     CKlvItem pack;
     if (result != OK || !klvHeaderAt(bytes.data(), bytes.size(), 0, pack))
         return result;
@@ -108,6 +110,7 @@ CvResult CMxf_FileReader::readPartitionsFromRip(std::vector<unsigned char>& bloc
             pack->set_Type(PartitionFooter);
         }
         pack->fillerLength = fillerBehindPack(bytes, *pack);
+        keepIndexSegments(m_partitions.runIn, *pack, bytes, m_indexInHand);
         found.push_back(std::move(pack));
     }
     std::vector<std::unique_ptr<CMxfPartitionPack>> all;
@@ -166,6 +169,7 @@ CvResult CMxf_FileReader::walkBackFromFooter(size_t blockSize)
         if (!pack || pack->getType() == PartitionHeader)
             break;
         pack->fillerLength = fillerBehindPack(bytes, *pack);
+        keepIndexSegments(m_partitions.runIn, *pack, bytes, m_indexInHand);
         const uint64_t previous = pack->previousPartition;
         collected.push_back(std::move(pack));
         if (previous == 0)

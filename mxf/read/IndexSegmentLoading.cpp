@@ -9,17 +9,31 @@ namespace Corvidane::MXF {
 
 namespace {
 
-// The index bytes of a partition, read whole: they lie between its header
-// metadata and its essence.
-CvResult readIndexBytes(iFile& file, uint32_t runIn, const CMxfPartitionPack& pack, std::vector<unsigned char>& bytes,
-                        Base& report)
+// Where a partition's index bytes start: between its header metadata and its
+// essence.
+uint64_t indexBytesAt(uint32_t runIn, const CMxfPartitionPack& pack)
+{
+    return uint64_t(runIn) + pack.thisPartition + 16 + pack.lengthLength + pack.length + pack.fillerLength +
+           pack.headerByteCount;
+}
+
+CvResult checkIndexCount(const CMxfPartitionPack& pack)
 {
     if (pack.indexByteCount == 0 || pack.indexSID == 0)
         return IndexAbsent;
     if (uint32_t(pack.indexByteCount) == 0)
         return Fail;
-    const uint64_t at = uint64_t(runIn) + pack.thisPartition + 16 + pack.lengthLength + pack.length +
-                        pack.fillerLength + pack.headerByteCount;
+    return OK;
+}
+
+// The index bytes of a partition, read whole.
+CvResult readIndexBytes(iFile& file, uint32_t runIn, const CMxfPartitionPack& pack, std::vector<unsigned char>& bytes,
+                        Base& report)
+{
+    CvResult result = checkIndexCount(pack);
+    if (result != OK)
+        return result;
+    const uint64_t at = indexBytesAt(runIn, pack);
     const uint64_t size = file.getSize();
     // Sized only by bytes the file has.
     if (at >= size || pack.indexByteCount > size - at) {
@@ -41,18 +55,14 @@ std::unique_ptr<CMxf_IndexTable_Segment> segmentOf(const CKlvItem& item)
     return segment;
 }
 
-} // namespace
-
-CvResult indexTable_LoadSegmentsFromPartition(iFile& file, uint32_t runIn, const CMxfPartitionPack& pack,
-                                              CMxf_IndexSegmentList::Segments& out, Base& report)
+// Every index table segment of a partition's index bytes, appended to `out`.
+CvResult segmentsOfIndexBytes(unsigned char* bytes, size_t size, CMxf_IndexSegmentList::Segments& out,
+                              Base& report)
 {
-    std::vector<unsigned char> bytes;
-    CvResult result = readIndexBytes(file, runIn, pack, bytes, report);
-    if (result != OK)
-        return result;
-    CKlvBufferWalk walk(bytes.data(), bytes.size());
+    CvResult result = OK;
+    CKlvBufferWalk walk(bytes, size);
     bool found = false;
-    for (CKlvItem item; walk.offset() < bytes.size();) {
+    for (CKlvItem item; walk.offset() < size;) {
         if (!walk.next(item)) {
             report.setLastError(Fail, L"Failed to set klv for index table segment.");
             return Fail;
@@ -71,6 +81,46 @@ CvResult indexTable_LoadSegmentsFromPartition(iFile& file, uint32_t runIn, const
         }
     }
     return result;
+}
+
+} // namespace
+
+void keepIndexSegments(uint32_t runIn, const CMxfPartitionPack& pack, std::vector<unsigned char>& bytes,
+                       IndexSegmentsInHand& inHand)
+{
+    if (checkIndexCount(pack) != OK)
+        return;
+    const uint64_t at = indexBytesAt(runIn, pack);
+    const uint64_t start = uint64_t(runIn) + pack.thisPartition;
+    if (at < start || at - start > bytes.size() || pack.indexByteCount > bytes.size() - (at - start))
+        return;
+    // A failure is left for the load to meet again and name.
+    Base quiet;
+    IndexSegmentsInHand::mapped_type kept;
+    kept.result = segmentsOfIndexBytes(bytes.data() + (at - start), size_t(pack.indexByteCount), kept.segments, quiet);
+    if (kept.result == OK || kept.result == IndexAbsent)
+        inHand[at] = std::move(kept);
+}
+
+CvResult indexTable_LoadSegmentsFromPartition(iFile& file, uint32_t runIn, const CMxfPartitionPack& pack,
+                                              CMxf_IndexSegmentList::Segments& out, Base& report,
+                                              IndexSegmentsInHand* inHand)
+{
+    if (inHand && checkIndexCount(pack) == OK) {
+        auto kept = inHand->find(indexBytesAt(runIn, pack));
+        if (kept != inHand->end()) {
+            for (auto& segment : kept->second.segments)
+                out.push_back(std::move(segment));
+            const CvResult result = kept->second.result;
+            inHand->erase(kept);
+            return result;
+        }
+    }
+    std::vector<unsigned char> bytes;
+    CvResult result = readIndexBytes(file, runIn, pack, bytes, report);
+    if (result != OK)
+        return result;
+    return segmentsOfIndexBytes(bytes.data(), bytes.size(), out, report);
 }
 
 CvResult indexTable_LoadSegmentFromPartition(iFile& file, uint32_t runIn, const CMxfPartitionPack& pack,
@@ -97,12 +147,13 @@ CvResult indexTable_LoadSegmentFromPartition(iFile& file, uint32_t runIn, const 
 }
 
 CvResult loadIndexSegments(iFile& file, const CMxfPartitionList& partitions, CMxf_IndexSegmentList& segments,
-                           Base& report)
+                           Base& report, IndexSegmentsInHand* inHand)
 {
     segments.clear();
     CMxf_IndexSegmentList::Segments found;
     for (size_t i = 0; i < partitions.getNumPartitions(); ++i) {
-        CvResult result = indexTable_LoadSegmentsFromPartition(file, partitions.runIn, *partitions.at(i), found, report);
+        CvResult result =
+            indexTable_LoadSegmentsFromPartition(file, partitions.runIn, *partitions.at(i), found, report, inHand);
         if (!isSuccess(result) && result != IndexAbsent)
             return result;
     }

@@ -28,6 +28,8 @@ public:
         size_t got = m_inner->read(position, buffer, size);
         ++m_faults->reads;
         m_faults->bytesRead += got;
+        if (got && m_faults->onRead)
+            m_faults->onRead(position, got);
         return got;
     }
     bool write(const void* buffer, size_t size) override

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "host/OS.h"
@@ -26,6 +27,9 @@ public:
         // Counted over all files: positioned and plain reads, and their bytes.
         std::atomic<uint64_t> reads{0};
         std::atomic<uint64_t> bytesRead{0};
+        // Told of each read that got bytes: where, and how many. Set before
+        // the files are opened.
+        std::function<void(uint64_t position, size_t got)> onRead;
     };
 
     FaultyFiles();
