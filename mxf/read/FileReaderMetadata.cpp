@@ -9,6 +9,7 @@
 #include "mxf/model/MxfResults.h"
 #include "mxf/model/SetID.h"
 #include "mxf/read/FileReader.h"
+#include "mxf/read/IndexSegmentLoading.h"
 
 // Reading the header metadata into the model and tying its sets together.
 namespace Corvidane::MXF {
@@ -137,7 +138,17 @@ CvResult CMxf_FileReader::walkMetadata(unsigned char* data, size_t size, LoadedS
 {
     SetReadContext context(m_primer);
     context.shortReferences = m_partitions.header()->majorVersion == 1 && m_partitions.header()->minorVersion < 2;
-    context.lengthFromEssence = [this] { return m_locator.calculateLengthFromEssence(); };
+    // Durations written as unknown are measured while the sets are read, before
+    // the index is loaded: the segments are loaded for it first, quietly, as a
+    // failure only leaves the duration unknown.
+    context.lengthFromEssence = [this] {
+        if (m_segments.empty() && file) {
+            Base quiet;
+            if (!isSuccess(loadIndexSegments(*file, m_partitions, m_segments, quiet)))
+                return int64_t(-1);
+        }
+        return m_locator.calculateLengthFromEssence();
+    };
     bool sourcePackageRead = false;
     size_t at = 0;
     while (at < size) {

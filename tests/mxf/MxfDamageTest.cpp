@@ -27,6 +27,7 @@ struct Item {
     size_t offset = 0;
     size_t size = 0;  // key, length and value
     std::string key;
+    size_t value = 0;  // where the value starts
 };
 
 // The items of a file from its start, up to the first that isn't whole.
@@ -45,7 +46,7 @@ std::vector<Item> itemsOf(const std::string& bytes, size_t from = 0)
         size_t size = 17 + lengthBytes + size_t(length);
         if (length > bytes.size() || at + size > bytes.size())
             break;
-        items.push_back({at, size, bytes.substr(at, 16)});
+        items.push_back({at, size, bytes.substr(at, 16), at + 17 + lengthBytes});
         at += size;
     }
     return items;
@@ -82,6 +83,33 @@ size_t footerOffset(const std::string& bytes)
     ADD_FAILURE() << "no footer";
     return bytes.size();
 }
+
+// Overwrites local item `tag` of every local set whose key ends in `keyTail`
+// (its last 8 bytes) with `value`, which must be the item's size; how many
+// items it changed.
+size_t setLocalItems(std::string& bytes, const std::string& keyTail, uint16_t tag, const std::string& value)
+{
+    size_t changed = 0;
+    for (const Item& item : itemsOf(bytes)) {
+        if (item.key.compare(8, 8, keyTail) != 0)
+            continue;
+        for (size_t at = item.value; at + 4 <= item.offset + item.size;) {
+            const uint16_t itemTag = uint16_t(uint8_t(bytes[at]) << 8 | uint8_t(bytes[at + 1]));
+            const size_t length = size_t(uint8_t(bytes[at + 2]) << 8 | uint8_t(bytes[at + 3]));
+            if (itemTag == tag && length == value.size()) {
+                bytes.replace(at + 4, length, value);
+                ++changed;
+            }
+            at += 4 + length;
+        }
+    }
+    return changed;
+}
+
+const std::string indexSegmentTail("\x0d\x01\x02\x01\x01\x10\x01\x00", 8);
+const std::string sequenceTail("\x0d\x01\x01\x01\x01\x01\x0f\x00", 8);
+const std::string sourceClipTail("\x0d\x01\x01\x01\x01\x01\x11\x00", 8);
+const std::string timecodeTail("\x0d\x01\x01\x01\x01\x01\x14\x00", 8);
 
 // What a reader answers of its streams: per stream its length and the index
 // entries of its first, middle and last samples.
@@ -232,6 +260,33 @@ TEST_F(MxfDamage, RunInBeforeAFileWithoutRandomIndex)
     const std::string stripped = withoutRandomIndex(whole);
     expectSameAnswers(whole, runIn + stripped, runIn.size());
     EXPECT_EQ(partitionCount(), packCount(stripped));
+}
+
+// A constant-size index whose segments say duration 0 (as some servers write
+// them while recording) gives no length: the sequences tell it; and where
+// they are open too (-1), the essence's bytes do. Never 0xFFFFFFFF.
+TEST_F(MxfDamage, OpenDurationsTakeTheLengthFromTheSequenceElseTheEssence)
+{
+    const std::string whole = readFile(testMedia("mxf_op1a_dv.mxf"));
+    std::string zeroIndex = whole;
+    ASSERT_GT(setLocalItems(zeroIndex, indexSegmentTail, 0x3F0D, std::string(8, '\0')), 0u);
+    {
+        SCOPED_TRACE("index durations 0");
+        expectSameAnswers(whole, zeroIndex);
+    }
+
+    std::string allOpen = zeroIndex;
+    const std::string open(8, '\xff');
+    size_t changed = 0;
+    for (const std::string* tail : {&sequenceTail, &sourceClipTail, &timecodeTail})
+        changed += setLocalItems(allOpen, *tail, 0x0202, open);
+    ASSERT_GT(changed, 2u);
+    {
+        SCOPED_TRACE("sequences open too");
+        expectSameAnswers(whole, allOpen);
+    }
+    for (unsigned length : answersOf(*m_reader).lengths)
+        EXPECT_NE(length, 0xFFFFFFFFu);
 }
 
 TEST_F(MxfDamage, EveryPrefixOfASmallFileOpensOrFailsWithAText)
