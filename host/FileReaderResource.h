@@ -2,12 +2,18 @@
 #include <string>
 #include <vector>
 
+#include "host/ByteBufferImpl.h"
 #include "host/FormatMetadata.h"
+#include "host/IndexInfoRep.h"
 #include "host/Plugin.h"
+#include "host/ReadRequests.h"
 
 namespace Corvidane {
 class MediaFileReader;
 }
+
+// What the host wants of a file it opens: bits of the open type.
+enum OpenType : int { OpenVideo = 1, OpenAudio = 2, OpenVideoAndAudio = 3 };
 
 // One file opened by a reader resource.
 class FileReadInstance {
@@ -15,9 +21,33 @@ public:
     virtual ~FileReadInstance() = default;
     // Reads what the file holds; the host's success code is 1.
     virtual int readMetadata() = 0;
-    // The container reader behind the file. The command-line host reads samples
-    // through it; the editor reaches them through the request records instead.
+    // The container reader behind the file, for what only the container can
+    // tell (its packets as stored); the editor reads through the calls below.
     virtual Corvidane::MediaFileReader* containerReader() = 0;
+
+    // What readMetadata found: the video's description and one per audio stream.
+    virtual const PlayFileMetadataRep& videoMetadata() const = 0;
+    virtual const std::vector<Aud::Metadata>& audioMetadata() const = 0;
+    // The container's stream numbers of the video and of the first audio
+    // stream, -1 for none.
+    virtual int videoStream() const = 0;
+    virtual int firstAudioStream() const = 0;
+    // The start timecode in frames, its rate and its drop-frame flag; a rate
+    // of 0.0 when the file has no timecode.
+    virtual int64_t startTimecode() const = 0;
+    virtual double timecodeRate() const = 0;
+    virtual bool isDropFrame() const = 0;
+    virtual unsigned getVideoOrigin() const = 0;
+
+    // The block of a long-GOP stream around a frame, cached; null for an
+    // intra-only stream.
+    virtual void hcFileIxCache_open(Ptr<IndexInfoRep>& out, unsigned frame) = 0;
+    // Reads a request's frame (a long-GOP stream's whole block): 2 done, 3 failed.
+    virtual int readVideo(Ptr<FrameBufferRep>& out, Ptr<VideoReadRequest>& request) = 0;
+    // Audio by position: the host's code, 1 done, 11 at the end of the data.
+    virtual int readAudio(Ptr<ByteBufferImpl>& buffer, Ptr<AudioReadRequest>& request) = 0;
+    // Measures a growing file again: the frames usable now.
+    virtual void recalculateSize(unsigned length, unsigned& newLength) = 0;
 };
 
 namespace Hc {

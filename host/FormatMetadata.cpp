@@ -52,3 +52,11 @@ bool isH264Format(uint32_t format)
 }
 
 } // namespace Hc
+
+uint64_t VariableFrameRateHandler::getDuration() const
+{
+    uint64_t total = 0;
+    for (const Corvidane::TimeToSampleItem& item : durations)
+        total += uint64_t(item.sampleCount) * item.sampleDuration;
+    return total;
+}

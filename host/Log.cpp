@@ -13,12 +13,9 @@ std::function<void(const std::string&)>& logSink()
     static std::function<void(const std::string&)> sink;
     return sink;
 }
-} // namespace
 
-void Log(const char* format, ...)
+void writeLine(const char* format, va_list args)
 {
-    va_list args;
-    va_start(args, format);
     va_list copy;
     va_copy(copy, args);
     int length = std::vsnprintf(nullptr, 0, format, copy);
@@ -29,7 +26,6 @@ void Log(const char* format, ...)
         std::vsnprintf(text.data(), text.size(), format, args);
         line.assign(text.data(), static_cast<size_t>(length));
     }
-    va_end(args);
 
     std::lock_guard<std::mutex> lock(logMutex);
     if (logSink()) {
@@ -41,6 +37,24 @@ void Log(const char* format, ...)
     std::fputs(line.c_str(), out ? out : stderr);
     if (out)
         std::fclose(out);
+}
+
+} // namespace
+
+void Log(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    writeLine(format, args);
+    va_end(args);
+}
+
+void LogBoth(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    writeLine(format, args);
+    va_end(args);
 }
 
 void setLogSink(std::function<void(const std::string&)> sink)

@@ -18,6 +18,7 @@
 #include "growing/Indexer.h"
 #include "tools/Handshake.h"
 #include "tools/Md5.h"
+#include "tools/PluginHost.h"
 
 using Corvidane::MediaFileReader;
 
@@ -113,7 +114,7 @@ private:
     bool pass()
     {
         if (!m_reader) {
-            m_file.reset(m_resource.openFile(m_path, 0, 0));
+            m_file = openLikeTheEditor(m_resource, m_path);
             m_reader = m_file ? m_file->containerReader() : nullptr;
             if (!m_reader) {
                 m_file.reset();
@@ -203,7 +204,7 @@ private:
     // A fresh open once the capture is over takes the container's reader.
     bool reopen()
     {
-        std::unique_ptr<FileReadInstance> fresh(m_resource.openFile(m_path, 0, 0));
+        std::unique_ptr<FileReadInstance> fresh = openLikeTheEditor(m_resource, m_path);
         MediaFileReader* reader = fresh ? fresh->containerReader() : nullptr;
         if (reader && reader->get_FileType() == 6) {
             std::fprintf(stderr, "cvtool follow: the finished file is still read as a growing file\n");

@@ -51,3 +51,11 @@ PluginHost::~PluginHost()
     if (m_library)
         ::dlclose(m_library);
 }
+
+std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path)
+{
+    std::unique_ptr<FileReadInstance> file(resource.openFile(path, 0, OpenVideoAndAudio));
+    if (!file)
+        file.reset(resource.openFile(path, 0, OpenAudio));
+    return file;
+}

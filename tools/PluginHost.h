@@ -1,4 +1,5 @@
 #pragma once
+#include <memory>
 #include <string>
 
 #include "host/FileReaderResource.h"
@@ -25,3 +26,7 @@ private:
     HcPluginBase* m_plugin = nullptr;
     std::string m_error;
 };
+
+// Opens a file as the editor opens a clip: for its pictures and sound, or,
+// when it has no pictures to give, for its sound alone. Null when neither.
+std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path);

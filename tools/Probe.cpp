@@ -1,7 +1,10 @@
 #include "tools/Probe.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <ctime>
+#include <filesystem>
 #include <memory>
 #include <numeric>
 #include <vector>
@@ -10,7 +13,9 @@
 #include "frame/MediaFileReader.h"
 #include "frame/TimeCode.h"
 #include "frame/Utf8.h"
+#include "host/FrameRates.h"
 #include "host/Json.h"
+#include "tools/PluginHost.h"
 #include "tools/Md5.h"
 
 using Corvidane::MediaFileReader;
@@ -56,9 +61,109 @@ std::string timecodeText(MediaFileReader& reader, int stream)
     return text;
 }
 
+// A rate as ffprobe writes one, "30000/1001"; "0/0" for none.
+std::string rateText(double rate)
+{
+    if (rate <= 0)
+        return "0/0";
+    // Rates of the NTSC family are whole rates times 1000/1001.
+    const double ntsc = rate * 1001.0 / 1000.0;
+    if (std::fabs(ntsc - std::round(ntsc)) < 0.001 && std::fabs(rate - std::round(rate)) > 0.001)
+        return std::to_string(llround(ntsc) * 1000) + "/1001";
+    for (long long scale : {1LL, 2LL, 4LL, 5LL, 8LL, 10LL, 100LL, 1000LL})
+        if (std::fabs(rate * scale - std::round(rate * scale)) < 1e-6) {
+            const long long numerator = llround(rate * scale);
+            const long long divisor = std::gcd(numerator, scale);
+            return std::to_string(numerator / divisor) + "/" + std::to_string(scale / divisor);
+        }
+    return std::to_string(llround(rate * 1000)) + "/1000";
+}
+
+std::string ratioText(long long numerator, long long denominator)
+{
+    const long long divisor = std::gcd(numerator, denominator);
+    return divisor ? std::to_string(numerator / divisor) + ":" + std::to_string(denominator / divisor) : "0:1";
+}
+
+// Seconds as ffprobe writes them, with six decimals, as a string.
+std::string secondsText(double seconds)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.6f", seconds);
+    return text;
+}
+
+// "2024-05-01T12:00:00.000000Z" of seconds since 1970.
+std::string creationTimeText(int64_t seconds)
+{
+    const std::time_t time = std::time_t(seconds);
+    std::tm parts{};
+    if (!gmtime_r(&time, &parts))
+        return {};
+    char text[64];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.000000Z", &parts);
+    return text;
+}
+
+// The names ffprobe gives colour primaries and transfer characteristics.
+const char* primariesName(Corvidane::VideoColourCPMode mode)
+{
+    switch (mode) {
+    case Corvidane::CPMode1: return "bt709";
+    case Corvidane::CPMode2: return "bt470bg";
+    case Corvidane::CPMode3: return "smpte170m";
+    case Corvidane::CPMode4: return "bt2020";
+    case Corvidane::CPMode5: return "smpte431";
+    case Corvidane::CPMode6: return "smpte432";
+    default: return nullptr;
+    }
+}
+
+const char* transferName(Corvidane::VideoColourTCMode mode)
+{
+    switch (mode) {
+    case Corvidane::TCMode1: return "bt709";
+    case Corvidane::TCMode3: return "smpte2084";
+    case Corvidane::TCMode4: return "arib-std-b67";
+    case Corvidane::TCMode5: return "smpte428";
+    default: return nullptr;
+    }
+}
+
+const char* fieldOrderName(unsigned scanMode)
+{
+    switch (scanMode) {
+    case 1: return "tt";
+    case 2: return "bb";
+    case 3: return "progressive";
+    default: return nullptr;
+    }
+}
+
+// The editor's start timecode of the file as text; empty without one.
+std::string editorTimecodeText(const FileReadInstance& file)
+{
+    double rate = file.timecodeRate();
+    if (rate <= 0)
+        return {};
+    const bool drop = file.isDropFrame();
+    if (drop && (rate == 30.0 || rate == 60.0))
+        rate = rate * 1000.0 / 1001.0;
+    Corvidane::CTimeCodeEx timecode(unsigned(file.startTimecode()), rate, drop);
+    short hours = 0, minutes = 0, seconds = 0, frames = 0;
+    if (!timecode.isValid() || !timecode.toHHMMSSFF(hours, minutes, seconds, frames, drop))
+        return {};
+    char text[32];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", hours, minutes, seconds, drop ? ';' : ':', frames);
+    return text;
+}
+
 class Prober {
 public:
-    Prober(MediaFileReader& reader, const ProbeOptions& options) : m_reader(reader), m_options(options) {}
+    Prober(FileReadInstance& file, const std::wstring& path, const ProbeOptions& options)
+        : m_file(file), m_reader(*file.containerReader()), m_path(path), m_options(options)
+    {
+    }
 
     bool run(JSON::Builder& json)
     {
@@ -68,19 +173,29 @@ public:
             if (m_reader.get_IsTimeCode(stream))
                 fileTimecode = timecodeText(m_reader, stream);
 
-        json.startChild("format");
-        json.add("format_name", formatName(m_reader.get_FileType()));
-        json.add("nb_streams", count);
-        json.startChild("tags");
-        if (!fileTimecode.empty())
-            json.add("timecode", fileTimecode);
-        json.endChild();
-        json.endChild();
-
         json.startArray("streams");
         for (int stream = 0; stream < count; ++stream)
             describeStream(json, stream);
         json.endArray();
+
+        json.startChild("format");
+        json.add("format_name", formatName(m_reader.get_FileType()));
+        json.add("nb_streams", count);
+        std::error_code error;
+        const uint64_t size = std::filesystem::file_size(std::filesystem::path(m_path), error);
+        json.add("duration", secondsText(m_longest));
+        if (!error) {
+            json.add("size", std::to_string(size));
+            if (m_longest > 0)
+                json.add("bit_rate", std::to_string(llround(double(size) * 8 / m_longest)));
+        }
+        json.startChild("tags");
+        if (!fileTimecode.empty())
+            json.add("timecode", fileTimecode);
+        if (m_file.videoMetadata().creationTime > 0)
+            json.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
+        json.endChild();
+        json.endChild();
 
         if (!m_options.packets)
             return true;
@@ -97,42 +212,96 @@ public:
 private:
     void describeStream(JSON::Builder& json, int stream)
     {
-        bool video = m_reader.get_IsVideo(stream);
-        bool audio = m_reader.get_IsAudio(stream);
+        const bool video = m_reader.get_IsVideo(stream);
+        const bool audio = m_reader.get_IsAudio(stream);
         json.startChild();
         json.add("index", stream);
         json.add("codec_type", video ? "video" : audio ? "audio" : "data");
         unsigned fcc = 0;
         if (isSuccess(m_reader.get_FCC(stream, fcc)))
             json.add("codec_tag_string", Corvidane::fourCCToString(fcc));
+        int rate = 0, scale = 0;
+        const bool rated = isSuccess(m_reader.get_RateAndScale(stream, &rate, &scale)) && rate > 0 && scale > 0;
+        if (rated) {
+            const int divisor = std::gcd(rate, scale);
+            json.add("r_frame_rate", std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor));
+            json.add("time_base", std::to_string(scale / divisor) + "/" + std::to_string(rate / divisor));
+        }
+        if (stream == m_file.videoStream())
+            describeVideo(json);
+        else if (audio && m_file.firstAudioStream() >= 0 && stream >= m_file.firstAudioStream() &&
+                 size_t(stream - m_file.firstAudioStream()) < m_file.audioMetadata().size())
+            describeAudio(json, m_file.audioMetadata()[size_t(stream - m_file.firstAudioStream())], stream);
+        else
+            describeOther(json, stream, video);
+        json.startChild("tags");
+        std::string timecode = m_reader.get_IsTimeCode(stream) ? timecodeText(m_reader, stream)
+                               : stream == m_file.videoStream() ? editorTimecodeText(m_file)
+                                                                 : std::string();
+        if (!timecode.empty())
+            json.add("timecode", timecode);
+        std::string reel = narrow(m_reader.getSourceTape());
+        if (!reel.empty())
+            json.add("reel_name", reel);
+        if (m_file.videoMetadata().creationTime > 0)
+            json.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
+        json.endChild();
+        json.endChild();
+    }
+
+    // The video as the editor sees it, with the container's own values beside
+    // those the front end repaired.
+    void describeVideo(JSON::Builder& json)
+    {
+        const PlayFileMetadataRep& video = m_file.videoMetadata();
+        json.add("width", video.width);
+        json.add("height", video.height);
+        const double rate = video.captureRate > 0 ? video.captureRate : Hc::getFramesPerSecond(video.frameRate);
+        json.add("avg_frame_rate", rateText(rate));
+        if (video.containerRate > 0 && std::fabs(video.containerRate - rate) > 0.001)
+            json.add("cv_container_frame_rate", rateText(video.containerRate));
+        json.add("nb_frames", std::to_string(video.length));
+        if (video.containerLength != video.length)
+            json.add("cv_container_nb_frames", std::to_string(video.containerLength));
+        const double seconds = rate > 0 ? double(video.length) / rate : 0;
+        json.add("duration", secondsText(seconds));
+        if (video.containerRate > 0 && std::fabs(video.containerRate - rate) > 0.001)
+            json.add("cv_container_duration", secondsText(double(video.containerLength) / video.containerRate));
+        m_longest = std::max(m_longest, seconds);
+        if (const char* order = fieldOrderName(video.scanMode))
+            json.add("field_order", order);
+        const long long n = video.pixelAspectNumerator > 0 ? video.pixelAspectNumerator : 1;
+        const long long d = video.pixelAspectDenominator > 0 ? video.pixelAspectDenominator : 1;
+        json.add("sample_aspect_ratio", ratioText(n, d));
+        json.add("display_aspect_ratio", ratioText(n * video.width, d * video.height));
+        if (const char* primaries = primariesName(video.colourPrimaries))
+            json.add("color_primaries", primaries);
+        if (const char* transfer = transferName(video.transferCharacteristic))
+            json.add("color_transfer", transfer);
+    }
+
+    // A stream the editor doesn't play (a second picture, timecode, data):
+    // what the container says.
+    void describeOther(JSON::Builder& json, int stream, bool video)
+    {
         if (video) {
             json.add("width", m_reader.get_Width(stream));
             json.add("height", m_reader.get_Height(stream));
         }
-        int rate = 0, scale = 0;
-        if (isSuccess(m_reader.get_RateAndScale(stream, &rate, &scale)) && rate > 0 && scale > 0) {
-            int divisor = std::gcd(rate, scale);
-            json.add("r_frame_rate", std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor));
-        }
-        json.add("nb_frames", m_reader.get_Length(stream));
-        if (audio) {
-            unsigned sampleRate = 0;
-            if (isSuccess(m_reader.get_AudioSampleRate(stream, sampleRate)))
-                json.add("sample_rate", sampleRate);
-            json.add("channels", m_reader.get_ChannelCount(stream));
-            json.add("bits_per_sample", m_reader.get_BitsPerSample(stream));
-        }
-        json.startChild("tags");
-        if (m_reader.get_IsTimeCode(stream)) {
-            std::string timecode = timecodeText(m_reader, stream);
-            if (!timecode.empty())
-                json.add("timecode", timecode);
-        }
-        std::string reel = narrow(m_reader.getSourceTape());
-        if (!reel.empty())
-            json.add("reel_name", reel);
-        json.endChild();
-        json.endChild();
+        json.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
+    }
+
+    void describeAudio(JSON::Builder& json, const Aud::Metadata& audio, int stream)
+    {
+        json.add("sample_rate", std::to_string(audio.sampleRate));
+        json.add("channels", audio.channels);
+        json.add("bits_per_sample", audio.bitsPerSample);
+        json.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
+        // An AAC frame holds 1024 samples; other codings count samples.
+        const double samples = double(audio.length) * (audio.dataType == 140 ? 1024 : 1);
+        const double seconds = audio.sampleRate ? samples / audio.sampleRate : 0;
+        json.add("duration", secondsText(seconds));
+        m_longest = std::max(m_longest, seconds);
     }
 
     // One packet per sample, with two exceptions that give ffprobe's packets:
@@ -181,8 +350,8 @@ private:
                 return timecode;
             json.startChild();
             json.add("stream_index", stream);
-            json.add("pos", first.offset);
-            json.add("size", size);
+            json.add("pos", std::to_string(first.offset));
+            json.add("size", std::to_string(size));
             json.add("flags", Corvidane::isKeyFrame(first) ? "K_" : "__");
             if (m_options.hashMd5)
                 json.add("data_hash", "MD5:" + hash);
@@ -243,8 +412,11 @@ private:
     static constexpr uint64_t maxAudioPacket = 1 << 20;
     static constexpr size_t firstBuffer = size_t(4) << 20;
     static constexpr size_t maxBuffer = size_t(1) << 30;
+    FileReadInstance& m_file;
     MediaFileReader& m_reader;
+    const std::wstring& m_path;
     const ProbeOptions& m_options;
+    double m_longest = 0;
     std::vector<unsigned char> m_buffer;
     std::string m_error;
 };
@@ -258,14 +430,14 @@ int probeFile(Hc::FileReaderResource& resource, const std::wstring& path, const 
         std::fprintf(stderr, "cvtool: %s: not a file type the plug-in reads\n", name.c_str());
         return 2;
     }
-    std::unique_ptr<FileReadInstance> file(resource.openFile(path, 0, 0));
+    std::unique_ptr<FileReadInstance> file = openLikeTheEditor(resource, path);
     MediaFileReader* reader = file ? file->containerReader() : nullptr;
     if (!reader) {
         std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", name.c_str());
         return 1;
     }
     JSON::Builder json(4);
-    Prober prober(*reader, options);
+    Prober prober(*file, path, options);
     if (!prober.run(json)) {
         std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), prober.error().c_str());
         return 1;

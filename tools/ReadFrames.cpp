@@ -1,5 +1,7 @@
 #include "tools/ReadFrames.h"
 
+#include "tools/PluginHost.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,8 +42,7 @@ private:
 // Opens `path` through the plug-in; null after saying why.
 std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, const std::wstring& path)
 {
-    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? resource.openFile(path, 0, 0)
-                                                                                  : nullptr);
+    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? openLikeTheEditor(resource, path) : nullptr);
     if (!file || !file->containerReader()) {
         std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", narrow(path).c_str());
         return nullptr;

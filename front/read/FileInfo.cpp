@@ -48,9 +48,12 @@ ReaderChoice chooseReader(const std::wstring& path)
 
 } // namespace
 
-FileInfo::FileInfo(const std::wstring& path, int, int)
+FileInfo::FileInfo(const std::wstring& path, int, int openType)
+    : AudioReader(&m_reader), m_path(path), m_openType(openType)
 {
     ReaderChoice choice = chooseReader(path);
+    if (choice.flags == iFile::UnbufferedGrowing)
+        m_metadata.decompressionFlags |= 1;
     if (choice.throughCache) {
         m_sectorSize = 1;
     } else if (choice.reader) {
@@ -71,7 +74,5 @@ FileInfo::FileInfo(const std::wstring& path, int, int)
 }
 
 FileInfo::~FileInfo() = default;
-
-int FileInfo::readMetadata() { return m_reader ? 1 : 0; }
 
 } // namespace CvWrappers

@@ -89,7 +89,19 @@ CvResult FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
 bool FileReader::essenceIsPresent(int stream)
 {
     Metadata_Track* t = track(stream);
-    if (!t || !get_HasIndexTable(stream) || t->getLength() == 0)
+    if (!t)
+        return false;
+    // A fragmented movie whose moov holds no samples of the track has them
+    // once its first fragment of the track is written.
+    if (isFragmented() && t->getLength() == 0 && t->trackHeader) {
+        IndexEntry first;
+        if (findTrackFragmentIndexEntry(t->trackHeader->TrackID, 0, first) != OK)
+            return false;
+        const uint64_t offset = first.offset;
+        const uint32_t size = first.size;
+        return offset + size <= getSize();
+    }
+    if (!get_HasIndexTable(stream) || t->getLength() == 0)
         return false;
     uint64_t offset = 0;
     uint32_t size = 0;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "front/read/FileInfo.h"
 #include "front/read/FileReader.h"
 #include "growing/SidecarBytes.h"
 #include "host/Log.h"
@@ -28,11 +29,12 @@ protected:
         DriverFixture::TearDown();
     }
 
-    // The file type of the reader that took the file, or -1 when none did.
+    // The file type of the reader that the open chose and loaded, or -1 when
+    // none did.
     int openedAs(const std::string& name)
     {
-        std::unique_ptr<FileReadInstance> file(m_resource.openFile(m_dir.wfile(name), 0, 0));
-        return file && file->containerReader() ? file->containerReader()->get_FileType() : -1;
+        CvWrappers::FileInfo file(m_dir.wfile(name), 0, OpenVideoAndAudio);
+        return file.containerReader() ? file.containerReader()->get_FileType() : -1;
     }
     void copyMedia(const std::string& media, const std::string& name)
     {

@@ -52,7 +52,7 @@ std::string utf8(const std::wstring& text)
 
 JsonValue probeVideo(const std::string& path)
 {
-    const JsonValue probe = JsonValue::parse(runCommand(
+    const JsonValue probe = parseJson(runCommand(
         "ffprobe -v error -select_streams v:0 -show_entries stream=color_primaries,color_transfer -of json " +
         shellQuote(path)));
     return probe["streams"].items.empty() ? JsonValue() : probe["streams"].items.front();

@@ -47,7 +47,7 @@ TEST_F(QuickTimeMetadataAtoms, KeyedValuesBecomeJsonAndBinaryItems)
     std::string text;
     std::map<LightweightString<char>, Corvidane::CByteBuffer> binary;
     ASSERT_EQ(opened.reader->get_MetadataJSON(text, binary), OK);
-    JsonValue json = JsonValue::parse(text);
+    JsonValue json = parseJson(text);
     ASSERT_EQ(json.kind, JsonValue::Object) << text;
     ASSERT_EQ(json.members.size(), 1u) << text;
     const JsonValue& values = json.members.begin()->second;

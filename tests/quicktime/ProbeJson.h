@@ -16,14 +16,14 @@ inline JsonValue cvtoolProbe(const std::string& path)
     int status = 0;
     std::string out = runCommand(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(path), &status);
     EXPECT_EQ(status, 0) << out;
-    return JsonValue::parse(out);
+    return parseJson(out);
 }
 
 inline JsonValue ffprobe(const std::string& path)
 {
     std::string out = runCommand("ffprobe -v error -show_format -show_streams -show_packets -show_data_hash MD5 "
                                  "-of json " + shellQuote(path));
-    return JsonValue::parse(out);
+    return parseJson(out);
 }
 
 inline std::vector<const JsonValue*> packetsOf(const JsonValue& probe, long long stream)

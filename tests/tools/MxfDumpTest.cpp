@@ -22,7 +22,7 @@ JsonValue dumpJson(const std::string& path)
     int status = 0;
     std::string out = runCommand(shellQuote(CVTOOL_PATH) + " dump --json " + shellQuote(path), &status);
     EXPECT_EQ(status, 0) << out;
-    return JsonValue::parse(out);
+    return parseJson(out);
 }
 
 // mediainfo's names of the sets, and the SMPTE class names the dump gives.

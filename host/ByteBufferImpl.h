@@ -1,0 +1,47 @@
+#pragma once
+#include <cstddef>
+#include <vector>
+
+#include "host/Ptr.h"
+
+// The host's memory holder: a block of bytes that a reader fills.
+class iMemHolder : public RefCounted {
+public:
+    virtual unsigned char* data() = 0;
+    virtual size_t capacity() const = 0;
+};
+
+// The host's byte buffer: content lies from the read offset up to the used
+// size, so that a reader can read whole sectors and name where the data starts.
+class ByteBufferImpl : public iMemHolder {
+public:
+    explicit ByteBufferImpl(size_t capacity = 0) : m_bytes(capacity) {}
+
+    unsigned char* data() override { return m_bytes.data(); }
+    size_t capacity() const override { return m_bytes.size(); }
+    // Grows the memory, keeping what it holds.
+    void reserve(size_t capacity)
+    {
+        if (capacity > m_bytes.size())
+            m_bytes.resize(capacity);
+    }
+
+    size_t readOffset() const { return m_readOffset; }
+    void setReadOffset(size_t offset) { m_readOffset = offset; }
+    // Bytes used from the start of the memory, the read offset included.
+    size_t used() const { return m_used; }
+    void setUsed(size_t used) { m_used = used; }
+    void clear() { m_readOffset = m_used = 0; }
+
+    // The content, and its size.
+    const unsigned char* content() const { return m_bytes.data() + m_readOffset; }
+    size_t size() const { return m_used > m_readOffset ? m_used - m_readOffset : 0; }
+    // Where the next bytes go, and the room left there.
+    unsigned char* end() { return m_bytes.data() + m_used; }
+    size_t freeSpace() const { return m_bytes.size() - m_used; }
+
+private:
+    std::vector<unsigned char> m_bytes;
+    size_t m_readOffset = 0;
+    size_t m_used = 0;
+};
