@@ -186,11 +186,16 @@ CvResult CMxf_FileReader::findPartitions(const std::wstring& path, iFile::eFlags
 
 CvResult CMxf_FileReader::parseMetadata()
 {
+    // The front end asks again after the load: a file that hasn't changed
+    // since has the same metadata, and is not read twice.
+    if (file && m_metadataReadAtSize && m_metadataReadAtSize == file->getSize() && !m_materialPackages.empty())
+        return OK;
     CvResult result = loadMetadata();
     if (!isSuccess(result))
         return result;
     if (m_materialPackages.empty())
         return fail(Fail, L"No material packages found.");
+    m_metadataReadAtSize = m_fileSize;
     return result;
 }
 
@@ -203,6 +208,7 @@ void CMxf_FileReader::close()
     m_partitions.clear();
     m_segments.clear();
     m_indexInHand.clear();
+    m_metadataReadAtSize = m_indexReadAtSize = 0;
     metadataClose();
     setFlags(0);
     m_openGopKnown = false;

@@ -212,6 +212,10 @@ private:
 
     CMxfPartitionList m_partitions;
     CMxf_IndexSegmentList m_segments;
+    // The file's size when its metadata and its index were last read: asked
+    // again at that size, they are not read again.
+    uint64_t m_metadataReadAtSize = 0;
+    uint64_t m_indexReadAtSize = 0;
     // Index segments that came with the partition packs, until the index loads.
     IndexSegmentsInHand m_indexInHand;
     CMxf_EssenceLocator m_locator;

@@ -53,6 +53,8 @@ CvResult CMxf_FileReader::loadIndexTable()
     if (!file)
         return fail(InvalidState, L"No open file.");
     updateFileSize();
+    if (m_indexReadAtSize && m_indexReadAtSize == m_fileSize)
+        return OK;
     CvResult result = loadIndexSegments(*file, m_partitions, m_segments, *this, &m_indexInHand);
     m_indexInHand.clear();
     if (!isSuccess(result))
@@ -95,6 +97,7 @@ CvResult CMxf_FileReader::loadIndexTable()
             if (isSuccess(essenceOpen(unsigned(stream))))
                 break;
     m_isOpenGop = m_segments.hasXDCAMIndex() || getIsOpenGop(0, false);
+    m_indexReadAtSize = m_fileSize;
     return result;
 }
 
