@@ -19,7 +19,7 @@ if [ ! -f "$movie" ]; then
     mv "$movie.tmp" "$movie"
 fi
 cat "$movie" >/dev/null
-frames=$("$CVTOOL" probe "$movie" | sed -n 's/.*"nb_frames": \([0-9]*\).*/\1/p' | head -n 1)
+frames=$("$CVTOOL" probe "$movie" | sed -n 's/.*"nb_frames": "\([0-9]*\)".*/\1/p' | head -n 1)
 size=$(stat -c %s "$movie")
 echo "$frames frames, $size bytes"
 

@@ -12,7 +12,7 @@ if [ ! -f "$movie" ]; then
     ff -stream_loop 1999 -i "$BENCH_DIR/mjpeg_1s.mov" -c copy -f mov "$movie.tmp"
     mv "$movie.tmp" "$movie"
 fi
-frames=$("$CVTOOL" probe "$movie" | sed -n 's/.*"nb_frames": \([0-9]*\).*/\1/p')
+frames=$("$CVTOOL" probe "$movie" | sed -n 's/.*"nb_frames": "\([0-9]*\)".*/\1/p')
 echo "samples: $frames"
 measure "cvtool probe" "$CVTOOL" probe "$movie"
 ours_s=$SECONDS_TAKEN ours_kb=$PEAK_KB

@@ -18,6 +18,7 @@ FileReader::~FileReader() = default;
 // every query after loadFile alone; parseMetadata may run again later.
 CvResult FileReader::loadFile(const std::wstring& path, iFile::eFlags flags)
 {
+    m_parsedAtSize = 0;
     CvResult result = loadInternal(path, flags);
     return isSuccess(result) ? parseMetadata() : result;
 }
@@ -186,11 +187,16 @@ CvResult FileReader::parseMetadata()
         setLastError(Unexpected, L"moov chunk is zero size.");
         return Unexpected;
     }
+    // The front end asks again after the load: a movie whose file hasn't
+    // changed since reads the same, and its moov is not read twice.
+    if (m_parsedAtSize && m_parsedAtSize == getSize())
+        return m_parseResult;
     int remembered = -1;
     if (m_current)
         remembered = static_cast<int>(m_currentStream);
     m_current = nullptr;
     m_movie.reset();
+    m_parsedAtSize = 0;
 
     CByteBuffer moov(m_moovSize + 2 * getSectorSize());
     CvResult result = seek(m_moovOffset, 0);
@@ -224,6 +230,8 @@ CvResult FileReader::parseMetadata()
     }
     if (remembered >= 0 && remembered < get_StreamCount())
         essenceOpen(static_cast<unsigned>(remembered));
+    m_parsedAtSize = getSize();
+    m_parseResult = result;
     return result;
 }
 

@@ -168,6 +168,9 @@ private:
 
     uint64_t m_moovOffset = 0;
     uint32_t m_moovSize = 0;
+    // The file size when the moov was last parsed, and the parse's result.
+    uint64_t m_parsedAtSize = 0;
+    CvResult m_parseResult = OK;
     uint64_t m_mfroOffset = 0;
     uint32_t m_mfroSize = 0;
     Metadata m_movie;
