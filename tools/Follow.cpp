@@ -16,6 +16,7 @@
 #include "frame/MediaFileReader.h"
 #include "frame/Utf8.h"
 #include "growing/Indexer.h"
+#include "host/FrameRates.h"
 #include "tools/Handshake.h"
 #include "tools/Md5.h"
 #include "tools/PluginHost.h"
@@ -130,7 +131,10 @@ private:
             }
             m_streams.assign(static_cast<size_t>(m_reader->get_StreamCount()), Stream{});
         }
-        m_reader->recalculateSize();
+        // Measured as the editor measures it: the front end keeps the last
+        // two seconds back from what it offers; the follower reads every
+        // row to check them.
+        m_file->recalculateSize(UINT32_MAX, m_usable);
         for (unsigned s = 0; s < m_streams.size(); ++s)
             if (!readNew(s))
                 return false;
@@ -191,6 +195,18 @@ private:
                          expected.size());
             return false;
         }
+        const int video = m_file->videoStream();
+        if (video >= 0) {
+            const int64_t margin = 2 * int64_t(Hc::ticksPerSecond(m_file->videoMetadata().frameRate));
+            const int64_t rows = expected[size_t(video)];
+            const int64_t shown = std::max<int64_t>(rows - margin, 0);
+            const int64_t usable = std::max<int64_t>(shown - m_file->getVideoOrigin(), 0);
+            if (m_usable != usable) {
+                std::fprintf(stderr, "cvtool follow: the editor is offered %u frames of %lld rows, not %lld\n",
+                             m_usable, static_cast<long long>(rows), static_cast<long long>(usable));
+                return false;
+            }
+        }
         for (unsigned s = 0; s < m_streams.size(); ++s) {
             if (m_streams[s].read != expected[s]) {
                 std::fprintf(stderr, "cvtool follow: stream %u has %u frames where %u rows are written\n", s,
@@ -220,6 +236,7 @@ private:
     std::wstring m_path;
     std::unique_ptr<FileReadInstance> m_file;
     MediaFileReader* m_reader = nullptr;
+    unsigned m_usable = 0;
     bool m_refused = false;
     std::vector<Stream> m_streams;
     std::vector<unsigned char> m_buffer = std::vector<unsigned char>(1 << 20);
