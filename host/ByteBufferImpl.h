@@ -1,6 +1,7 @@
 #pragma once
+#include <algorithm>
 #include <cstddef>
-#include <vector>
+#include <memory>
 
 #include "host/Ptr.h"
 
@@ -15,15 +16,23 @@ public:
 // size, so that a reader can read whole sectors and name where the data starts.
 class ByteBufferImpl : public iMemHolder {
 public:
-    explicit ByteBufferImpl(size_t capacity = 0) : m_bytes(capacity) {}
+    // The memory is not cleared: a reader fills what it uses.
+    explicit ByteBufferImpl(size_t capacity = 0)
+        : m_bytes(capacity ? new unsigned char[capacity] : nullptr), m_capacity(capacity)
+    {
+    }
 
-    unsigned char* data() override { return m_bytes.data(); }
-    size_t capacity() const override { return m_bytes.size(); }
+    unsigned char* data() override { return m_bytes.get(); }
+    size_t capacity() const override { return m_capacity; }
     // Grows the memory, keeping what it holds.
     void reserve(size_t capacity)
     {
-        if (capacity > m_bytes.size())
-            m_bytes.resize(capacity);
+        if (capacity <= m_capacity)
+            return;
+        std::unique_ptr<unsigned char[]> bytes(new unsigned char[capacity]);
+        std::copy(m_bytes.get(), m_bytes.get() + m_used, bytes.get());
+        m_bytes = std::move(bytes);
+        m_capacity = capacity;
     }
 
     size_t readOffset() const { return m_readOffset; }
@@ -34,14 +43,15 @@ public:
     void clear() { m_readOffset = m_used = 0; }
 
     // The content, and its size.
-    const unsigned char* content() const { return m_bytes.data() + m_readOffset; }
+    const unsigned char* content() const { return m_bytes.get() + m_readOffset; }
     size_t size() const { return m_used > m_readOffset ? m_used - m_readOffset : 0; }
     // Where the next bytes go, and the room left there.
-    unsigned char* end() { return m_bytes.data() + m_used; }
-    size_t freeSpace() const { return m_bytes.size() - m_used; }
+    unsigned char* end() { return m_bytes.get() + m_used; }
+    size_t freeSpace() const { return m_capacity - m_used; }
 
 private:
-    std::vector<unsigned char> m_bytes;
+    std::unique_ptr<unsigned char[]> m_bytes;
+    size_t m_capacity = 0;
     size_t m_readOffset = 0;
     size_t m_used = 0;
 };

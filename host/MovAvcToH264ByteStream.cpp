@@ -3,6 +3,7 @@
 namespace {
 
 const unsigned char startCode[4] = {0, 0, 0, 1};
+constexpr unsigned nalIdrSlice = 5;
 constexpr unsigned nalSequenceParameterSet = 7;
 
 } // namespace
@@ -59,11 +60,18 @@ Ptr<ByteBufferImpl> MovAvcToH264ByteStream::transform(unsigned, const Ptr<ByteBu
         grown += 4 + length;
         at += length;
     }
-    // A sample that carries its own sequence parameter set (avc3) needs no copy.
-    const bool ownSets = !units.empty() && units[0].second > 0 && (in[units[0].first] & 0x1F) == nalSequenceParameterSet;
-    Ptr<ByteBufferImpl> out(new ByteBufferImpl((ownSets ? 0 : m_parameterSets.size()) + grown));
+    // The parameter sets go in front of each instantaneous decoder refresh,
+    // where a decode may start, unless the sample carries its own (avc3).
+    bool idr = false, ownSets = false;
+    for (const auto& unit : units) {
+        const unsigned type = unit.second ? in[unit.first] & 0x1Fu : 0;
+        idr = idr || type == nalIdrSlice;
+        ownSets = ownSets || type == nalSequenceParameterSet;
+    }
+    const bool withSets = idr && !ownSets;
+    Ptr<ByteBufferImpl> out(new ByteBufferImpl((withSets ? m_parameterSets.size() : 0) + grown));
     unsigned char* p = out->data();
-    if (!ownSets) {
+    if (withSets) {
         std::copy(m_parameterSets.begin(), m_parameterSets.end(), p);
         p += m_parameterSets.size();
     }

@@ -6,9 +6,9 @@
 #include "host/Ptr.h"
 
 // Turns AVC samples as MP4 stores them (NAL units behind big-endian lengths,
-// parameter sets in the avcC record) into an Annex B byte stream: start codes
-// before each unit and the parameter sets in front of each sample, so that any
-// sample can start a decode.
+// parameter sets in the avcC record) into an Annex B byte stream: a start code
+// before each unit, and the parameter sets in front of each sample that holds
+// an instantaneous decoder refresh, so that a decode can start at any of them.
 class MovAvcToH264ByteStream {
 public:
     // Takes an avcC record's payload; false, and no configuration, when it is

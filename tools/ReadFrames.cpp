@@ -1,16 +1,14 @@
 #include "tools/ReadFrames.h"
 
-#include "tools/PluginHost.h"
-
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <new>
 #include <memory>
 
 #include "frame/MediaFileReader.h"
-#include "tools/AudioPacing.h"
+#include "host/FrameRates.h"
 #include "tools/Md5.h"
+#include "tools/PluginHost.h"
 #include "tools/Probe.h"
 
 using Corvidane::IndexEntry;
@@ -18,31 +16,11 @@ using Corvidane::MediaFileReader;
 
 namespace {
 
-// A zeroed block of memory on a page boundary.
-class Buffer {
-public:
-    explicit Buffer(unsigned size)
-        : m_size(size), m_data(static_cast<unsigned char*>(std::aligned_alloc(4096, (size + 4095) / 4096 * 4096)))
-    {
-        if (!m_data)
-            throw std::bad_alloc();
-        std::memset(m_data.get(), 0, m_size);
-    }
-    unsigned char* data() const { return m_data.get(); }
-    unsigned size() const { return m_size; }
-
-private:
-    struct Free {
-        void operator()(unsigned char* p) const { std::free(p); }
-    };
-    unsigned m_size;
-    std::unique_ptr<unsigned char, Free> m_data;
-};
-
 // Opens `path` through the plug-in; null after saying why.
 std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, const std::wstring& path)
 {
-    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? openLikeTheEditor(resource, path) : nullptr);
+    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? openLikeTheEditor(resource, path)
+                                                                                  : nullptr);
     if (!file || !file->containerReader()) {
         std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", narrow(path).c_str());
         return nullptr;
@@ -50,18 +28,39 @@ std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, c
     return file;
 }
 
-// One frame read into `buffer`, grown when the frame doesn't fit.
-CvResult readFrame(MediaFileReader& reader, unsigned frame, Buffer& buffer, unsigned& offset, unsigned& size)
+} // namespace
+
+bool VideoFrames::read(unsigned frame, std::string& error)
 {
-    CvResult result = reader.essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
-    if (result == BufferTooSmall || result == InsufficientBuffer) {
-        buffer = Buffer(size + 65536);
-        result = reader.essenceRead(frame, 1, buffer.data(), buffer.size(), offset, size);
+    m_buffers.clear();
+    m_samples.clear();
+    Ptr<IndexInfoRep> index;
+    m_file.hcFileIxCache_open(index, frame);
+    Ptr<VideoReadRequest> request(new VideoReadRequest(m_file.videoMetadata(), frame, index));
+    Ptr<FrameBufferRep> out;
+    if (m_file.readVideo(out, request) != VideoReadDone || !out) {
+        error = "frame " + std::to_string(frame) + ": " + narrow(m_file.containerReader()->getLastError());
+        return false;
     }
-    return result;
+    for (size_t i = 0; i < out->buffers.size(); ++i) {
+        auto* buffer = dynamic_cast<ByteBufferImpl*>(out->buffers[i].get());
+        if (!buffer)
+            continue;
+        m_buffers.push_back(Ptr<ByteBufferImpl>(buffer));
+        // A block's samples come in coded order from its first; a frame
+        // alone is its own sample.
+        m_samples.push_back(index && i < index->decodeOrder.size() ? index->decodeOrder[i] : frame + unsigned(i));
+    }
+    return true;
 }
 
-} // namespace
+const ByteBufferImpl* VideoFrames::sample(unsigned sample) const
+{
+    for (size_t i = 0; i < m_samples.size(); ++i)
+        if (m_samples[i] == sample)
+            return m_buffers[i].get();
+    return nullptr;
+}
 
 int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool alternate)
 {
@@ -69,48 +68,60 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
     std::unique_ptr<FileReadInstance> file = openReader(resource, path);
     if (!file)
         return 1;
-    MediaFileReader* reader = file->containerReader();
-    int video = firstStream(*reader, true);
-    int audio = alternate ? firstStream(*reader, false) : -1;
+    MediaFileReader& reader = *file->containerReader();
+    const int video = file->videoStream();
+    const int audio = alternate ? file->firstAudioStream() : -1;
     if (video < 0 || (alternate && audio < 0)) {
         std::fprintf(stderr, "cvtool: %s: no %s stream\n", name.c_str(), video < 0 ? "video" : "audio");
         return 1;
     }
-    unsigned frames = reader->get_Length(video);
-    AudioPacing pacing(*reader, video, audio);
-    // Page-aligned, as the host's frame buffers are: the copy out of the page
-    // cache runs at full speed only into aligned memory.
-    Buffer buffer(std::max(reader->get_BufferSize(video), 1u << 20) * 2);
+    const unsigned frames = unsigned(std::max<int64_t>(file->videoMetadata().length, 0)) + file->getVideoOrigin();
+    // The editor's audio goes with its frames by time: each frame takes the
+    // sample groups up to its end.
+    const PlayFileMetadataRep& metadata = file->videoMetadata();
+    const double rate = metadata.captureRate > 0 ? metadata.captureRate : Hc::getFramesPerSecond(metadata.frameRate);
+    const Aud::Metadata* sound = audio >= 0 && !file->audioMetadata().empty() ? &file->audioMetadata()[0] : nullptr;
+    const double samplesPerFrame = sound && rate > 0 ? sound->sampleRate / rate : 0;
+    uint64_t taken = 0;
+    VideoFrames pictures(*file);
     uint64_t videoBytes = 0, audioBytes = 0;
-    for (unsigned frame = 0; frame < frames; ++frame) {
-        unsigned offset = 0, size = 0;
-        if (frame == 0 || alternate) {
-            if (!isSuccess(reader->essenceOpen(static_cast<unsigned>(video)))) {
-                std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), narrow(reader->getLastError()).c_str());
+    // Each sample is counted once, though a long-GOP block holds a GOP's.
+    unsigned counted = 0;
+    for (unsigned frame = file->getVideoOrigin(); frame < frames; ++frame) {
+        std::string error;
+        if (frame >= counted) {
+            if (!pictures.read(frame, error)) {
+                std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), error.c_str());
                 return 1;
             }
+            for (unsigned sample : pictures.samples())
+                if (sample >= counted) {
+                    videoBytes += pictures.sample(sample)->size();
+                    counted = sample + 1;
+                }
         }
-        if (!isSuccess(readFrame(*reader, frame, buffer, offset, size))) {
-            std::fprintf(stderr, "cvtool: %s: frame %u: %s\n", name.c_str(), frame,
-                         narrow(reader->getLastError()).c_str());
+        if (!sound)
+            continue;
+        const uint64_t end = std::min<uint64_t>(uint64_t(std::llround((frame + 1 - file->getVideoOrigin()) * samplesPerFrame)),
+                                                uint64_t(std::max<int64_t>(sound->length, 0)));
+        if (end <= taken)
+            continue;
+        const uint64_t first = taken;
+        const unsigned count = unsigned(end - taken);
+        taken = end;
+        Ptr<ByteBufferImpl> buffer;
+        Ptr<AudioReadRequest> request(new AudioReadRequest(0, first, count));
+        const int code = file->readAudio(buffer, request);
+        if (code != 1 && code != 11) {
+            std::fprintf(stderr, "cvtool: %s: audio at %llu: %s\n", name.c_str(), static_cast<unsigned long long>(first),
+                         narrow(reader.getLastError()).c_str());
             return 1;
         }
-        videoBytes += size;
-        if (audio < 0)
-            continue;
-        unsigned first = 0, count = 0;
-        if (!pacing.span(frame, first, count))
-            continue;
-        if (!isSuccess(reader->essenceOpen(static_cast<unsigned>(audio))) ||
-            !isSuccess(reader->essenceRead(first, count, buffer.data(), buffer.size(), offset, size))) {
-            std::fprintf(stderr, "cvtool: %s: audio at %u: %s\n", name.c_str(), first,
-                         narrow(reader->getLastError()).c_str());
-            return 1;
-        }
-        audioBytes += size;
+        audioBytes += buffer ? buffer->size() : 0;
     }
-    std::printf("frames %u video_bytes %llu audio_samples %u audio_bytes %llu\n", frames,
-                static_cast<unsigned long long>(videoBytes), pacing.taken(), static_cast<unsigned long long>(audioBytes));
+    std::printf("frames %u video_bytes %llu audio_samples %llu audio_bytes %llu\n", frames - file->getVideoOrigin(),
+                static_cast<unsigned long long>(videoBytes), static_cast<unsigned long long>(taken),
+                static_cast<unsigned long long>(audioBytes));
     return 0;
 }
 
@@ -121,23 +132,40 @@ int readOneFrame(Hc::FileReaderResource& resource, const std::wstring& path, uns
     if (!file)
         return 1;
     MediaFileReader& reader = *file->containerReader();
-    int video = firstStream(reader, true);
+    const int video = file->videoStream();
     if (video < 0) {
         std::fprintf(stderr, "cvtool: %s: no video stream\n", name.c_str());
         return 1;
     }
-    Buffer buffer(std::max(reader.get_BufferSize(video), 1u << 20));
-    unsigned offset = 0, size = 0;
+    // The sample as the container stores it...
     IndexEntry entry;
-    if (!isSuccess(reader.essenceOpen(static_cast<unsigned>(video))) || !isSuccess(reader.getIndexEntry(frame, entry)) ||
-        !isSuccess(readFrame(reader, frame, buffer, offset, size))) {
+    std::vector<unsigned char> stored;
+    unsigned offset = 0, size = 0;
+    CvResult result = reader.essenceOpen(unsigned(video));
+    if (isSuccess(result))
+        result = reader.getIndexEntry(frame, entry);
+    if (isSuccess(result)) {
+        stored.resize(size_t(entry.size) + 2 * 65536);
+        result = reader.essenceRead(frame, 1, stored.data(), unsigned(stored.size()), offset, size);
+    }
+    if (!isSuccess(result) || uint64_t(offset) + size > stored.size()) {
         std::fprintf(stderr, "cvtool: %s: frame %u: %s\n", name.c_str(), frame, narrow(reader.getLastError()).c_str());
         return 1;
     }
     Md5 md5;
-    md5.update(buffer.data() + offset, size);
+    md5.update(stored.data() + offset, size);
+    // ...and as the editor receives it.
+    VideoFrames pictures(*file);
+    std::string error;
+    const ByteBufferImpl* received = pictures.read(frame, error) ? pictures.sample(frame) : nullptr;
+    if (!received) {
+        std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), error.empty() ? "frame not among those read" : error.c_str());
+        return 1;
+    }
+    Md5 host;
+    host.update(received->content(), received->size());
     unsigned long long position = entry.offset;
-    std::printf("frame %u pos %llu size %u key %d md5 %s\n", frame, position, size, isKeyFrame(entry) ? 1 : 0,
-                md5.hexDigest().c_str());
+    std::printf("frame %u pos %llu size %u key %d md5 %s host_size %zu host_md5 %s\n", frame, position, size,
+                isKeyFrame(entry) ? 1 : 0, md5.hexDigest().c_str(), received->size(), host.hexDigest().c_str());
     return 0;
 }

@@ -410,6 +410,9 @@ int CMxf_FileReader::anchorDistance(bool keyOnly)
             previous = int64_t(i);
         }
     }
+    // A clip shorter than its GOP has one key frame: its GOP is the clip.
+    if (keyOnly && largest == 0 && previous >= 0 && end == segment->indexEntries.size() && m_segments.size() == 1)
+        largest = int(int64_t(end) - previous);
     return largest;
 }
 

@@ -106,8 +106,12 @@ TEST(Plugin, ReadsOneFrameAsFfprobeListsIt)
             std::getline(fields, size, ','), std::getline(fields, pos, ','), std::getline(fields, flags, ',');
             std::getline(fields, hash);
             std::string expected = "frame " + std::to_string(frame) + " pos " + pos + " size " + size + " key " +
-                                   (flags[0] == 'K' ? "1" : "0") + " md5 " + hash.substr(4) + "\n";
-            EXPECT_EQ(ours, expected);
+                                   (flags[0] == 'K' ? "1" : "0") + " md5 " + hash.substr(4) + " host_size ";
+            EXPECT_EQ(ours.substr(0, expected.size()), expected);
+            // What the editor receives is the sample in byte-stream form: a
+            // frame of one coded slice keeps its size, start code for length.
+            if (flags[0] != 'K')
+                EXPECT_NE(ours.find(" host_size " + size + " "), std::string::npos) << ours;
         }
         std::string past = cvtool("read --frame " + std::to_string(lines.size()) + " " + shellQuote(path), &status);
         EXPECT_NE(status, 0);
