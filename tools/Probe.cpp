@@ -222,9 +222,13 @@ private:
             json.add("codec_tag_string", Corvidane::fourCCToString(fcc));
         int rate = 0, scale = 0;
         const bool rated = isSuccess(m_reader.get_RateAndScale(stream, &rate, &scale)) && rate > 0 && scale > 0;
-        if (rated) {
-            const int divisor = std::gcd(rate, scale);
-            json.add("r_frame_rate", std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor));
+        const int divisor = rated ? std::gcd(rate, scale) : 1;
+        m_containerRate = rated ? std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor) : "0/0";
+        if (audio) {
+            // Sound has no frame rate for ffprobe; its time counts in samples.
+            json.add("r_frame_rate", "0/0");
+        } else if (rated) {
+            json.add("r_frame_rate", m_containerRate);
             json.add("time_base", std::to_string(scale / divisor) + "/" + std::to_string(rate / divisor));
         }
         if (stream == m_file.videoStream())
@@ -259,7 +263,7 @@ private:
         const double rate = video.captureRate > 0 ? video.captureRate : Hc::getFramesPerSecond(video.frameRate);
         json.add("avg_frame_rate", rateText(rate));
         if (video.containerRate > 0 && std::fabs(video.containerRate - rate) > 0.001)
-            json.add("cv_container_frame_rate", rateText(video.containerRate));
+            json.add("cv_container_frame_rate", m_containerRate);
         json.add("nb_frames", std::to_string(video.length));
         if (video.containerLength != video.length)
             json.add("cv_container_nb_frames", std::to_string(video.containerLength));
@@ -293,6 +297,9 @@ private:
 
     void describeAudio(JSON::Builder& json, const Aud::Metadata& audio, int stream)
     {
+        json.add("avg_frame_rate", "0/0");
+        if (audio.sampleRate)
+            json.add("time_base", "1/" + std::to_string(audio.sampleRate));
         json.add("sample_rate", std::to_string(audio.sampleRate));
         json.add("channels", audio.channels);
         json.add("bits_per_sample", audio.bitsPerSample);
@@ -417,6 +424,8 @@ private:
     const std::wstring& m_path;
     const ProbeOptions& m_options;
     double m_longest = 0;
+    // The stream's rate as its container names it, "0/0" for none.
+    std::string m_containerRate;
     std::vector<unsigned char> m_buffer;
     std::string m_error;
 };

@@ -10,6 +10,7 @@
 #include "frame/Utf8.h"
 #include "tools/AviWriteBench.h"
 #include "tools/Capture.h"
+#include "tools/Extract.h"
 #include "tools/Follow.h"
 #include "tools/IndexBench.h"
 #include "tools/MxfDump.h"
@@ -26,7 +27,10 @@ const char* usage =
     "  probe [--packets] [--hash md5] FILE     print streams (and packets) as ffprobe-style JSON\n"
     "  read [--alternate] FILE                 read every video frame, one read each (with --alternate,\n"
     "                                          each frame's audio in between)\n"
-    "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5\n"
+    "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5, and\n"
+    "                                          the size and md5 of the bytes the editor receives\n"
+    "  extract [--stream N] SOURCE OUTPUT      write one stream's essence as the editor receives it: video\n"
+    "                                          samples in coded order (AVC as a byte stream), audio samples\n"
     "  capture [--pace FPS] [--handshake DIR [--step N]] [--times] SOURCE OUTPUT\n"
     "                                          copy SOURCE into OUTPUT as a capture does, with sidecar indexes\n"
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
@@ -172,6 +176,13 @@ int main(int argc, char** argv)
             return readFrames(*reader, Corvidane::fromUtf8(args.back()), args.size() == 2);
         std::fputs(usage, stderr);
         return 2;
+    }
+    if (command == "extract") {
+        if (!host.fileReader()) {
+            std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
+            return 1;
+        }
+        return withUsage(extractStream(*host.fileReader(), args));
     }
     if (command == "capture")
         return withUsage(captureFile(args));

@@ -59,6 +59,7 @@ private:
     double readTrackRate(int stream);
     void readStartTimeCodeOffset();
     void readAudioMetadata();
+    void measureSampleGroup(int stream, Aud::Metadata& audio);
     void readExtendedMetadata(const std::string& json);
     bool checkPresence(int openType);
     void readFirstFrame();

@@ -1,6 +1,7 @@
 // What a file holds, in the host's records: streams, timecode, the video's
 // coding, picture, rate and length, and each audio stream's layout.
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -48,9 +49,17 @@ bool endsWith(const std::string& text, const std::string& tail)
 bool findNumber(const JSON::Value& value, const std::string& key, double& number)
 {
     for (const auto& member : value.members) {
-        if (Corvidane::toLower(member.first) == key && member.second.kind == JSON::Value::Number) {
-            number = member.second.number;
-            return true;
+        if (Corvidane::toLower(member.first) == key) {
+            // Telephones write a float; other writers the number as text.
+            if (member.second.kind == JSON::Value::Number) {
+                number = member.second.number;
+                return true;
+            }
+            char* end = nullptr;
+            const char* text = member.second.text.c_str();
+            number = std::strtod(text, &end);
+            if (member.second.kind == JSON::Value::String && end != text && *end == '\0')
+                return true;
         }
         if (findNumber(member.second, key, number))
             return true;
@@ -354,6 +363,9 @@ void FileInfo::readScanMode()
     case 2: m_metadata.scanMode = 2; break;
     case 3: m_metadata.scanMode = ntscSd ? 2 : 1; break;
     case 4: m_metadata.scanMode = 3; break;
+    // Readers name the lower field first 6 where the file says so outright
+    // (a movie's fiel, MXF's reversed layout).
+    case 6: m_metadata.scanMode = 2; break;
     default: break;
     }
     std::wstring layout;
@@ -513,6 +525,8 @@ void FileInfo::readAudioMetadata()
         }
         audio.pcm = isPcmDataType(audio);
         audio.sampleType = audio.dataType;
+        if (audio.pcm)
+            measureSampleGroup(stream, audio);
         if (audio.pcm) {
             audio.sampleTypeNumber = Hc::calculateSampleTypeNumber(audio.bitsPerSample, audio.representation, audio.bigEndian);
         } else if (initAudioCodec(unsigned(i), audio.codecConfiguration) != Hc::HostNoCodec) {
@@ -527,6 +541,24 @@ void FileInfo::readAudioMetadata()
         if (audio.dataType == audioDataTypeAac && !audio.codecConfiguration.empty())
             audio.config.set("preferVideoLength", "true");
     }
+}
+
+// The bytes of one sample group as the reader gives them: an AVI file's plain
+// wave format names the bits of all channels together, where the sample
+// layout needs those of one. Audio stored per video frame has frames for
+// samples, and keeps the bits named.
+void FileInfo::measureSampleGroup(int stream, Aud::Metadata& audio)
+{
+    Corvidane::MediaFileReader& reader = *m_reader;
+    if (audio.channels == 0 || (!reader.isClipWrapped() && m_videoStream >= 0) || essenceOpen(unsigned(stream)) != 1)
+        return;
+    std::vector<unsigned char> bytes(size_t(m_sectorSize) * 2 + 256);
+    unsigned offset = 0, size = 0;
+    if (!isSuccess(reader.essenceRead(audio.streamStartOffset, 1, bytes.data(), unsigned(bytes.size()), offset, size)) ||
+        size == 0 || size % audio.channels != 0 || size / audio.channels > 8)
+        return;
+    audio.stride = size / audio.channels;
+    audio.bitsPerSample = audio.stride * 8;
 }
 
 void FileInfo::readExtendedMetadata(const std::string& json)

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cwchar>
+#include <numeric>
 
 #include "frame/FourCC.h"
 #include "frame/Text.h"
@@ -602,10 +603,25 @@ CvResult CMxf_FileReader::getPixelAspect(int stream, int& numerator, int& denomi
 {
     const PACKAGE_DESCRIPTOR* slot = descriptorSlot(stream);
     const CMxf_SM_DescriptorPicture* picture = slot ? pictureOf(*slot) : nullptr;
-    if (!picture || !picture->aspectRatio.denominator)
+    if (!picture || picture->aspectRatio.numerator <= 0 || picture->aspectRatio.denominator <= 0)
         return False;
-    numerator = picture->aspectRatio.numerator;
-    denominator = picture->aspectRatio.denominator;
+    // The descriptor names the picture's aspect; a pixel's is that over the
+    // shown width and height.
+    const uint64_t width = picture->displayWidth ? picture->displayWidth : picture->storedWidth;
+    uint64_t height = picture->displayHeight ? picture->displayHeight : picture->storedHeight;
+    // Separate and mixed fields give the height of one field.
+    if (picture->frameLayout == 1 || picture->frameLayout == 3)
+        height *= 2;
+    if (!width || !height)
+        return False;
+    uint64_t n = uint64_t(picture->aspectRatio.numerator) * height;
+    uint64_t d = uint64_t(picture->aspectRatio.denominator) * width;
+    const uint64_t divisor = std::gcd(n, d);
+    n /= divisor, d /= divisor;
+    if (n > INT32_MAX || d > INT32_MAX)
+        return False;
+    numerator = int(n);
+    denominator = int(d);
     return OK;
 }
 

@@ -179,6 +179,49 @@ mxf_colour_*.mxf)
     colour=${colour%.mxf}
     ff $(video 64x48 25 0.12) -c:v jpeg2000 -pix_fmt yuv422p -color_primaries "${colour%%+*}" \
         -color_trc "${colour#*+}" $exact -f mxf "$tmp" ;;
+front_sd_anamorphic.mov)
+    # 4:3 PAL SD in non-square pixels: the movie says 16:15 in its pasp.
+    ff $(video 720x576 25 1) -c:v mpeg2video -g 12 -b:v 4M -pix_fmt yuv422p -aspect 4:3 $exact -f mov "$tmp" ;;
+front_interlaced_tff.mov | front_interlaced_bff.mov)
+    # Interlaced pictures whose movie names the field order in a fiel atom.
+    case "$name" in *tff*) order=tff field=tt ;; *) order=bff field=bb ;; esac
+    ff $(video 720x576 25 1) -vf "setfield=$order" -c:v prores_ks -profile:v 2 -flags +ilme+ildct \
+        -field_order "$field" $exact -f mov "$tmp" ;;
+front_bt709.mov)
+    # HD with its colour named in a colr atom, and in the pictures too.
+    ff $(video 1280x720 25 0.4) -c:v libx264 -threads 1 -preset veryfast -pix_fmt yuv420p -color_primaries bt709 \
+        -color_trc bt709 -colorspace bt709 -movflags +write_colr $exact -f mov "$tmp" ;;
+front_capture_fps.mp4)
+    # A telephone's slow-motion clip: 30 frames a second played, 120 captured.
+    # Telephones keep the keyed metadata in moov/meta, a plain atom; ffmpeg
+    # writes it in moov/udta/meta with a version and flags. The udta header
+    # becomes an empty free atom, and meta loses its version and flags (moov
+    # comes last, so no chunk offset moves).
+    ff $(video 320x240 30 2) -c:v libx264 -threads 1 -preset veryfast -g 30 -pix_fmt yuv420p \
+        -metadata com.android.capture.fps=120.000000 -movflags use_metadata_tags -f mp4 "$tmp"
+    python3 - "$tmp" <<'PY'
+import struct, sys
+data = bytearray(open(sys.argv[1], "rb").read())
+moov = data.find(b"moov") - 4
+at = data.find(b"udta") - 4
+assert moov > 0 and at > moov and data[at + 12:at + 16] == b"meta", "udta holds meta first"
+size = lambda where: struct.unpack(">I", data[where:where + 4])[0]
+assert moov + size(moov) == len(data), "moov comes last"
+meta = at + 8
+data[meta:meta + 4] = struct.pack(">I", size(meta) - 4)
+del data[meta + 8:meta + 12]
+data[at:at + 8] = struct.pack(">I", 8) + b"free"
+data[moov:moov + 4] = struct.pack(">I", size(moov) - 4)
+open(sys.argv[1], "wb").write(data)
+PY
+    ;;
+front_mono_aac.mp4)
+    ff $(video 320x240 25 2) $(tone 44100 2) -c:v libx264 -threads 1 -preset veryfast -g 25 -pix_fmt yuv420p \
+        -c:a aac -ac 1 -b:a 64k $exact -f mp4 "$tmp" ;;
+front_vfr.mp4)
+    # Frames held for 40 and 80 ms by turns: a variable frame rate.
+    ff $(video 320x240 25 2) -vf "setpts='N*0.06/TB+if(mod(N,2),0.02/TB,0)'" -fps_mode vfr -c:v libx264 -threads 1 \
+        -preset veryfast -g 25 -pix_fmt yuv420p -video_track_timescale 1000 $exact -f mp4 "$tmp" ;;
 *)
     echo "make_media.sh: no recipe for $name" >&2
     exit 2 ;;
