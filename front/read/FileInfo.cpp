@@ -73,6 +73,11 @@ FileInfo::FileInfo(const std::wstring& path, int, int openType)
     m_reader = std::move(choice.reader);
 }
 
+FileInfo::FileInfo(std::unique_ptr<Corvidane::MediaFileReader> reader, const std::wstring& path, int openType)
+    : AudioReader(&m_reader), m_reader(std::move(reader)), m_path(path), m_openType(openType)
+{
+}
+
 FileInfo::~FileInfo() = default;
 
 } // namespace CvWrappers

@@ -17,6 +17,8 @@ namespace CvWrappers {
 class FileInfo : public FileReadInstance, public MovAvcToH264ByteStream, public AudioReader {
 public:
     FileInfo(const std::wstring& path, int format, int openType);
+    // Over a reader already loaded, for a host that chooses its own.
+    FileInfo(std::unique_ptr<Corvidane::MediaFileReader> reader, const std::wstring& path, int openType);
     ~FileInfo() override;
 
     int readMetadata() override;
