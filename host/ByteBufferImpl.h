@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <new>
 
 #include "host/Ptr.h"
 
@@ -16,9 +17,15 @@ public:
 // size, so that a reader can read whole sectors and name where the data starts.
 class ByteBufferImpl : public iMemHolder {
 public:
-    // The memory is not cleared: a reader fills what it uses.
+    // No coded sample or run of sound comes near this; a size past it comes
+    // from a damaged index, and gets no memory.
+    static constexpr size_t largest = size_t(1) << 30;
+
+    // The memory is not cleared: a reader fills what it uses. Memory that
+    // can't be had leaves a buffer of no capacity, which no read fits.
     explicit ByteBufferImpl(size_t capacity = 0)
-        : m_bytes(capacity ? new unsigned char[capacity] : nullptr), m_capacity(capacity)
+        : m_bytes(capacity && capacity <= largest ? new (std::nothrow) unsigned char[capacity] : nullptr),
+          m_capacity(m_bytes ? capacity : 0)
     {
     }
 
@@ -27,9 +34,11 @@ public:
     // Grows the memory, keeping what it holds.
     void reserve(size_t capacity)
     {
-        if (capacity <= m_capacity)
+        if (capacity <= m_capacity || capacity > largest)
             return;
-        std::unique_ptr<unsigned char[]> bytes(new unsigned char[capacity]);
+        std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[capacity]);
+        if (!bytes)
+            return;
         std::copy(m_bytes.get(), m_bytes.get() + m_used, bytes.get());
         m_bytes = std::move(bytes);
         m_capacity = capacity;

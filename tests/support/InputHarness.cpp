@@ -1,5 +1,8 @@
 #include "support/InputHarness.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "frame/CvFileIOFactory.h"
 #include "frame/Utf8.h"
 #include "front/read/FileInfo.h"
@@ -17,6 +20,35 @@ std::string essence()
 }
 
 const char* sidecarMedia = "/input/clip.mov";
+
+// A few frames and a little sound through the editor's read paths: the first,
+// middle and last frames, and runs of sound at the start and the middle.
+void exerciseFrontEnd(CvWrappers::FileInfo& file)
+{
+    const int64_t length = file.videoMetadata().length;
+    if (file.videoStream() >= 0 && length > 0) {
+        const unsigned origin = file.getVideoOrigin();
+        for (int64_t at : {int64_t(0), length / 2, length - 1}) {
+            const unsigned frame = unsigned(std::min<int64_t>(at + origin, UINT32_MAX));
+            Ptr<IndexInfoRep> index;
+            file.hcFileIxCache_open(index, frame);
+            Ptr<VideoReadRequest> request(new VideoReadRequest(file.videoMetadata(), frame, index));
+            Ptr<FrameBufferRep> out;
+            file.readVideo(out, request);
+        }
+        unsigned usable = 0;
+        file.recalculateSize(unsigned(std::min<int64_t>(length, UINT32_MAX)), usable);
+    }
+    const std::vector<Aud::Metadata>& audio = file.audioMetadata();
+    for (unsigned stream = 0; stream < audio.size() && stream < 2; ++stream) {
+        const uint64_t samples = uint64_t(std::max<int64_t>(audio[stream].length, 0));
+        for (uint64_t start : {uint64_t(0), samples / 2}) {
+            Ptr<ByteBufferImpl> buffer;
+            Ptr<AudioReadRequest> request(new AudioReadRequest(stream, start, 2000));
+            file.readAudio(buffer, request);
+        }
+    }
+}
 
 } // namespace
 
@@ -43,6 +75,10 @@ bool InputHarness::run(const std::string& kind, const std::string& bytes)
     Corvidane::MediaFileReader* reader = file.containerReader();
     if (reader)
         exerciseReader(*reader);
+    // And as the editor opens it: the metadata mapping and both read paths.
+    CvWrappers::FileInfo editor(Corvidane::fromUtf8(media), 0, OpenVideoAndAudio);
+    if (editor.containerReader() && editor.readMetadata() == 1)
+        exerciseFrontEnd(editor);
     m_files.remove(input);
     return reader != nullptr;
 }
