@@ -34,8 +34,11 @@ public:
 
     void hcFileIxCache_open(Ptr<IndexInfoRep>& out, unsigned frame) override;
     int readVideo(Ptr<FrameBufferRep>& out, Ptr<VideoReadRequest>& request) override;
+    // Sound is read under the file's lock too: the reader has one current
+    // stream, which a picture read on another thread would move.
     int readAudio(Ptr<ByteBufferImpl>& buffer, Ptr<AudioReadRequest>& request) override
     {
+        CriticalSection::Lock lock(m_criticalSection);
         return Hc::AudioReader::readAudio(buffer, request);
     }
     void recalculateSize(unsigned length, unsigned& newLength) override;

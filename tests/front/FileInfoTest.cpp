@@ -2,11 +2,16 @@
 
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "frame/FourCC.h"
+#include "frame/Utf8.h"
 #include "front/read/FileInfo.h"
 #include "host/Log.h"
+#include "support/DriverFixture.h"
 #include "support/ScriptedReader.h"
+#include "support/TestMedia.h"
 
 using Corvidane::fourCC;
 using Stream = ScriptedReader::Stream;
@@ -233,6 +238,51 @@ TEST_F(FileInfoTest, PlainSoundReadsRunsOfSampleGroups)
     ASSERT_TRUE(buffer);
     EXPECT_EQ(buffer->size(), 48000u * 4);
     EXPECT_EQ(buffer->content()[0], 100);
+}
+
+} // namespace
+
+namespace {
+
+// The editor reads pictures and sound of one file on several threads; the
+// reader has one current stream, so each read must see its own.
+class FileInfoThreads : public DriverFixture {};
+
+TEST_F(FileInfoThreads, PicturesAndSoundReadTogetherGiveWhatTheyGiveAlone)
+{
+    CvWrappers::FileInfo file(Corvidane::fromUtf8(testMedia("prores_pcm24_tc.mov")), 0, OpenVideoAndAudio);
+    ASSERT_EQ(file.readMetadata(), 1);
+    auto frameBytes = [&file](unsigned frame) {
+        Ptr<VideoReadRequest> request(new VideoReadRequest(file.videoMetadata(), frame));
+        Ptr<FrameBufferRep> out;
+        EXPECT_EQ(file.readVideo(out, request), VideoReadDone);
+        auto* buffer = out ? dynamic_cast<ByteBufferImpl*>(out->buffers.at(0).get()) : nullptr;
+        return buffer ? std::string(reinterpret_cast<const char*>(buffer->content()), buffer->size()) : std::string();
+    };
+    auto soundBytes = [&file](uint64_t start) {
+        Ptr<ByteBufferImpl> buffer;
+        Ptr<AudioReadRequest> request(new AudioReadRequest(0, start, 1920));
+        EXPECT_EQ(file.readAudio(buffer, request), 1);
+        return buffer ? std::string(reinterpret_cast<const char*>(buffer->content()), buffer->size()) : std::string();
+    };
+    const unsigned frames = unsigned(file.videoMetadata().length);
+    std::vector<std::string> pictures, sound;
+    for (unsigned frame = 0; frame < frames; ++frame) {
+        pictures.push_back(frameBytes(frame));
+        sound.push_back(soundBytes(uint64_t(frame) * 1920));
+    }
+    std::thread picturesThread([&] {
+        for (int round = 0; round < 40; ++round)
+            for (unsigned frame = 0; frame < frames; ++frame)
+                EXPECT_EQ(frameBytes(frame), pictures[frame]) << "frame " << frame;
+    });
+    std::thread soundThread([&] {
+        for (int round = 0; round < 40; ++round)
+            for (unsigned frame = 0; frame < frames; ++frame)
+                EXPECT_EQ(soundBytes(uint64_t(frame) * 1920), sound[frame]) << "sound of frame " << frame;
+    });
+    picturesThread.join();
+    soundThread.join();
 }
 
 } // namespace
