@@ -40,6 +40,14 @@ public:
     size_t get_Count() const override { return holdsNumbers ? m_values.size() : this->m_items.size(); }
     virtual T* get_LastItem() { return this->m_items.empty() ? nullptr : this->m_items.back().get(); }
     const std::vector<T>& values() const { return m_values; }
+    // Rewrites one number of a list of numbers; false past its end.
+    bool setValue(size_t index, T value)
+    {
+        if (index >= m_values.size())
+            return false;
+        m_values[index] = value;
+        return true;
+    }
 
     uint64_t getSize() const override
     {
