@@ -201,4 +201,53 @@ struct Feeder {
     }
 };
 
+inline uint32_t rd32(const std::string& b, size_t at)
+{
+    return uint32_t(uint8_t(b[at])) << 24 | uint32_t(uint8_t(b[at + 1])) << 16 | uint32_t(uint8_t(b[at + 2])) << 8 |
+           uint8_t(b[at + 3]);
+}
+inline uint64_t rd64(const std::string& b, size_t at) { return uint64_t(rd32(b, at)) << 32 | rd32(b, at + 4); }
+
+// An atom found by its path, each step a code and which of its kind
+// ("trak#1" is the second trak): where its header starts and its length.
+struct AtomAt {
+    size_t at = std::string::npos;
+    uint64_t size = 0;
+    bool found() const { return at != std::string::npos; }
+};
+
+inline AtomAt findAtom(const std::string& b, const std::vector<std::string>& path)
+{
+    size_t begin = 0, end = b.size();
+    AtomAt hit;
+    for (const std::string& step : path) {
+        std::string code = step.substr(0, 4);
+        int wanted = step.size() > 5 ? std::stoi(step.substr(5)) : 0;
+        hit = AtomAt{};
+        for (size_t at = begin; at + 8 <= end;) {
+            uint64_t size = rd32(b, at);
+            size_t head = 8;
+            if (size == 1)
+                size = rd64(b, at + 8), head = 16;
+            if (size < 8 || at + size > end)
+                break;
+            if (b.compare(at + 4, 4, code) == 0 && wanted-- == 0) {
+                hit = AtomAt{at, size};
+                begin = at + head, end = at + size_t(size);
+                break;
+            }
+            at += size_t(size);
+        }
+        if (!hit.found())
+            return hit;
+    }
+    return hit;
+}
+
+// The path of a track's sample table child.
+inline std::vector<std::string> stblPath(int track, const std::string& child)
+{
+    return {"moov", "trak#" + std::to_string(track), "mdia", "minf", "stbl", child};
+}
+
 } // namespace qtw
