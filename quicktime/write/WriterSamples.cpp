@@ -317,12 +317,18 @@ CvResult FileWriter::writeChunk(unsigned track, uint64_t bytes, uint32_t samples
         if (!isSuccess(result) || written != rounded) {
             setLastError(Fail, L"Failed to write %llu bytes of essence of track %d: %ls",
                          (unsigned long long)rounded, int(track), getErrorText(isSuccess(result) ? Fail : result));
-            // The staging data is dropped; what reached the disk before stays described.
-            std::vector<uint32_t> restSizes;
+            // The staged samples are dropped, and no longer counted, so that
+            // the tables describe what reached the disk before.
+            if (!replacing) {
+                t.samplesWritten -= std::min(t.samplesWritten, e.samplesInBuffer);
+                t.inputSampleCount -= std::min(t.inputSampleCount, e.samplesInBuffer);
+            }
             resetEssenceData(track);
-            if (!e.variableSizes && e.sampleSizes.empty())
-                e.sampleSizes = restSizes;
             t.pendingSizes.clear();
+            if (Time2SampleItem* stts = t.tables.stts->get_LastItem())
+                if (t.data.streamType != StreamTimecode && stts->count > t.samplesWritten)
+                    stts->count = t.samplesWritten;
+            updateTrackDurations(track);
             return Fail;
         }
     }
