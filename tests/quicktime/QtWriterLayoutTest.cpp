@@ -22,7 +22,7 @@ protected:
         writer.setFlushPeriod(flushPeriod);
         EXPECT_EQ(writer.create(fromUtf8(out), tracks.data(), int(tracks.size()), 0, reserveIndex), OK)
             << text(writer.getLastError());
-        std::vector<unsigned char> frame(size, 0x5A);
+        std::vector<unsigned char> frame(std::max<uint32_t>(size, 4), 0x5A);
         std::vector<unsigned char> audio(2000 * 6, 0x11);
         unsigned rateNum = 25, rateDen = 1;
         for (const TrackStructuralData& t : tracks)
