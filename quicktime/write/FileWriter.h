@@ -147,6 +147,7 @@ private:
         uint32_t samplesWritten = 0;
         std::vector<uint32_t> pendingSizes;
         uint32_t inputSampleCount = 0;
+        uint32_t externalEntries = 0; // entries given to the external indexer
         uint32_t sampleDuration = 1; // media ticks per sample
         uint32_t mediaTimeScale = 1;
         std::shared_ptr<ExternalIndexer::Indexer> indexer;

@@ -850,11 +850,12 @@ CvResult FileWriter::updateIndexes(unsigned track, const PendingChunk& chunk, bo
         bool perCall = t.data.streamType == StreamAudio && !isAac(track);
         uint64_t at = chunk.offset;
         if (perCall) {
-            uint32_t number = chunk.firstInput;
+            // One entry a call, numbered in order: the indexer takes each
+            // row's number as the one after the last.
             for (uint32_t size : chunk.callSizes) {
+                uint32_t number = t.externalEntries++;
                 addExternalIndex(track, at, size, number, number, 0);
                 at += size;
-                number += size / std::max<uint32_t>(t.data.audio.blockAlign, 1);
             }
         } else {
             uint32_t first = t.samplesWritten - chunk.samples;

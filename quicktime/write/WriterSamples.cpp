@@ -302,7 +302,16 @@ CvResult FileWriter::writeChunk(unsigned track, uint64_t bytes, uint32_t samples
     chunk.firstInput = t.inputSampleCount;
     for (uint32_t s : t.pendingSizes)
         chunk.firstInput -= std::min(chunk.firstInput, getNumberOfInputSamples(track, s));
-    chunk.callSizes = t.pendingSizes;
+    // The rows in this chunk; the part of the last one that overflows is
+    // the next chunk's first.
+    uint64_t left = bytes;
+    for (uint32_t size : t.pendingSizes) {
+        if (left == 0)
+            break;
+        uint32_t take = uint32_t(std::min<uint64_t>(size, left));
+        chunk.callSizes.push_back(take);
+        left -= take;
+    }
     if (e.variableSizes)
         chunk.sizes.assign(e.sampleSizes.begin(), e.sampleSizes.begin() + std::min<size_t>(samples, e.sampleSizes.size()));
     else if (!e.sampleSizes.empty())

@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "growing/BinaryIndexer.h"
+#include "growing/EwcFileReader.h"
 #include "quicktime/QtReaderFixture.h"
 #include "quicktime/QtWriterSupport.h"
 
@@ -32,7 +34,9 @@ protected:
             m_feeder.video.push_back(i == 0 ? first : toAnnexB(source.video[i].bytes));
             m_expected.push_back(i == 0 ? toLengthPrefixed(first) : source.video[i].bytes);
         }
-        m_tracks = {videoTrack("avc1", 320, 240, 30000, 1001, 15, 3), audioTrack(16, 2, 1),
+        // The source's audio is one channel.
+        m_feeder.blockAlign = 2;
+        m_tracks = {videoTrack("avc1", 320, 240, 30000, 1001, 15, 3), audioTrack(16, 1, 1),
                     timecodeTrack(30000, 1001, 107892, true)};
     }
 
@@ -132,4 +136,71 @@ TEST_F(QtWriterFlush, KilledWriterLeavesTheFramesOfItsLastFlush)
     ASSERT_EQ(status, 'K') << "the child could not write";
     // Flushes came at 15, 30 and 45 frames.
     expectWholeMovieOf(out, 45);
+}
+
+// With the index last a file has no movie atom until close; the sidecar
+// indexes that the writer feeds (Part 6.1) keep it readable meanwhile, also
+// after the writer is killed: every whole block of rows they hold reads back.
+TEST_F(QtWriterFlush, IndexLastKilledWriterReadsThroughItsSidecars)
+{
+    std::string out = m_dir.file("sidecars.mov");
+    int pipeFds[2];
+    ASSERT_EQ(::pipe(pipeFds), 0);
+    pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::close(pipeFds[0]);
+        char status = 'F';
+        QuickTime::FileWriter writer;
+        auto video = ExternalIndexer::createIndexer(ExternalIndexer::BinaryIndexerType);
+        auto audio = ExternalIndexer::createIndexer(ExternalIndexer::BinaryIndexerType);
+        if (isSuccess(writer.create(fromUtf8(out), m_tracks.data(), 3, 0, false)) &&
+            isSuccess(video->create(ExternalIndexer::getFilename(fromUtf8(out), 0), {m_tracks[0]})) &&
+            isSuccess(audio->create(ExternalIndexer::getFilename(fromUtf8(out), 1), {m_tracks[1]}))) {
+            writer.setExternalIndexer(video, 0);
+            writer.setExternalIndexer(audio, 1);
+            if (isSuccess(m_feeder.feed(writer, 0, 65)))
+                status = 'K';
+        }
+        if (::write(pipeFds[1], &status, 1) != 1)
+            _exit(2);
+        for (;;)
+            ::pause();
+    }
+    ::close(pipeFds[1]);
+    char status = 0;
+    ASSERT_EQ(::read(pipeFds[0], &status, 1), 1);
+    ::close(pipeFds[0]);
+    ::kill(child, SIGKILL);
+    int waited = 0;
+    ::waitpid(child, &waited, 0);
+    ASSERT_EQ(status, 'K') << "the child could not write";
+
+    EWC::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::UnbufferedGrowing), OK) << text(reader.getLastError());
+    ASSERT_EQ(reader.get_StreamCount(), 2);
+    ASSERT_TRUE(reader.get_IsVideo(0));
+    ASSERT_TRUE(reader.get_IsAudio(1));
+    // Rows reach the sidecar in blocks of 30.
+    ASSERT_EQ(reader.get_Length(0), 60u);
+    EXPECT_GT(reader.get_Length(1), 0u);
+    CByteBuffer config(256);
+    EXPECT_TRUE(reader.getExtensionItem(0, fourCC("avcC"), config)) << "the decoder configuration of the first frame";
+    std::vector<unsigned char> buffer(1 << 20);
+    // The audio of the first chunks, by sound sample.
+    ASSERT_EQ(reader.essenceOpen(1), OK);
+    for (unsigned first : {0u, 1000u, 47000u, 90000u}) {
+        unsigned offset = 0, size = 0;
+        ASSERT_EQ(reader.essenceRead(first, 2000, buffer.data(), unsigned(buffer.size()), offset, size), OK) << first;
+        ASSERT_EQ(size, 4000u);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size),
+                  m_feeder.audio.substr(first * 2, 4000))
+            << "audio from sample " << first;
+    }
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    for (unsigned i = 0; i < 60; ++i) {
+        unsigned offset = 0, size = 0;
+        ASSERT_EQ(reader.essenceRead(i, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK) << i;
+        ASSERT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), m_expected[i]) << i;
+    }
 }

@@ -161,8 +161,17 @@ inline TrackStructuralData timecodeTrack(unsigned rateNum, unsigned rateDen, uin
 }
 
 // The samples of 48 kHz audio that belong to frame `i` at a rate.
+// At 29.97 the samples follow the cadence 1602, 1601, 1602, 1601, 1602, as
+// the front end hands them over and the sidecar reader counts them.
 inline uint64_t audioSamplesBefore(uint64_t frame, unsigned rateNum, unsigned rateDen)
 {
+    if (rateNum == 30000 && rateDen == 1001) {
+        static const unsigned cadence[5] = {1602, 1601, 1602, 1601, 1602};
+        uint64_t total = frame / 5 * 8008;
+        for (uint64_t i = 0; i < frame % 5; ++i)
+            total += cadence[i];
+        return total;
+    }
     return frame * 48000 * rateDen / rateNum;
 }
 
