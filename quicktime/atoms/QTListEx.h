@@ -184,7 +184,11 @@ public:
         if (fixedSize != notSet)
             count = std::min<size_t>(count, static_cast<size_t>(fixedSize - 12));
         std::copy(values().begin(), values().begin() + static_cast<long>(count), buffer + 12);
-        return 12 + count;
+        if (fixedSize == notSet)
+            return 12 + count;
+        // A reserved table keeps its length, the room behind the entries zero.
+        std::fill(buffer + 12 + count, buffer + fixedSize, 0);
+        return static_cast<size_t>(fixedSize);
     }
 };
 

@@ -558,8 +558,14 @@ CvResult FileWriter::writeOpenGopRow(TrackData& row, unsigned track, int frameIn
         if (!m_chunkCycle.empty())
             m_chunkCycleAt = (m_chunkCycleAt + 1) % m_chunkCycle.size();
     }
-    if (type == StreamVideo)
-        return writeTrack(row, track, frameIndex, samplesDone, m_chunkCycleCounter != 0, m_chunkCycleCounter == 0);
+    if (type == StreamVideo) {
+        // A run of the cycle is one chunk: its frames gather in the buffer
+        // and reach the disk together, so that the offsets of the frames
+        // after the first follow from the sizes (docs/decisions.md).
+        cycle = m_chunkCycle.empty() ? 1 : std::max(m_chunkCycle[m_chunkCycleAt % m_chunkCycle.size()], 1u);
+        m_tracks[track].essence.samplesPerChunk = int32_t(cycle);
+        return writeTrack(row, track, frameIndex, samplesDone, false, false);
+    }
     if (type == StreamAudio || type == StreamAncillary) {
         TrackDataBufferedAndContext held;
         try {

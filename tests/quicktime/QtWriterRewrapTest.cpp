@@ -265,3 +265,40 @@ TEST_F(QtWriterRewrap, MotionJpeg)
     job.videoCodec = "mjpeg", job.mediainfoFormat = "JPEG";
     rewrap(job, "mjpeg.mov");
 }
+
+// XDCAM HD422 ("xd50" as the host names it): 4:2:2 MPEG-2 in open GOPs of 12,
+// 1080i25, written as "xd5c" with the open GOP interleave: runs of 12 and 24
+// frames, each one chunk, then the audio of the run; the I frames after the
+// first 12 frames go to stps, the dependencies to sdtp.
+TEST_F(QtWriterRewrap, XdcamHd422OpenGopInterleave)
+{
+    Rewrap job;
+    job.media = "mpeg2_422_1080i.mov";
+    job.tracks = {videoTrack("xd50", 1920, 1080, 25, 1, 12, 3), audioTrack(24, 2, 1)};
+    job.tracks[0].video.frameLayout = 3;
+    job.tracks[0].video.aspect = 0x00100009;
+    job.videoCodec = "mpeg2video", job.audioCodec = "pcm_s24le", job.mediainfoFormat = "MPEG Video";
+    std::string out = rewrap(job, "xdcam.mov");
+    std::string b = readFile(out);
+    EXPECT_EQ(b.substr(findAtom(b, stblPath(0, "stsd")).at + 20, 4), "xd5c");
+    AtomAt stsc = findAtom(b, stblPath(0, "stsc"));
+    // 50 frames: runs of 12, 24, 12, then the 2 left at close.
+    EXPECT_EQ(rd32(b, stsc.at + 12), 4u);
+    EXPECT_EQ(b.substr(stsc.at + 16, 48), be32(1) + be32(12) + be32(1) + be32(2) + be32(24) + be32(1) + be32(3) +
+                                              be32(12) + be32(1) + be32(4) + be32(2) + be32(1));
+    // In decode order the I pictures are frames 1, 11, 23, 35 and 47; those
+    // among the first 12 frames written are sync samples, the rest partial.
+    AtomAt stss = findAtom(b, stblPath(0, "stss"));
+    AtomAt stps = findAtom(b, stblPath(0, "stps"));
+    ASSERT_TRUE(stss.found() && stps.found());
+    EXPECT_EQ(b.substr(stss.at + 12, 12), be32(2) + be32(1) + be32(11));
+    EXPECT_EQ(b.substr(stps.at + 12, 16), be32(3) + be32(23) + be32(35) + be32(47));
+    AtomAt sdtp = findAtom(b, stblPath(0, "sdtp"));
+    ASSERT_TRUE(sdtp.found());
+    EXPECT_EQ(b.substr(sdtp.at + 12, 4), std::string("\x60\x08\x40\x40", 4));
+    // The audio chunks follow the video runs.
+    AtomAt videoCo64 = findAtom(b, stblPath(0, "co64"));
+    AtomAt audioCo64 = findAtom(b, stblPath(1, "co64"));
+    EXPECT_LT(rd64(b, videoCo64.at + 16), rd64(b, audioCo64.at + 16));
+    EXPECT_LT(rd64(b, audioCo64.at + 16), rd64(b, videoCo64.at + 24));
+}
