@@ -270,3 +270,45 @@ TEST_F(QtWriterLayout, NothingWrittenIsDeleted)
     EXPECT_EQ(runCommand("ls " + shellQuote(m_dir.path())), "");
     EXPECT_EQ(writer.close(), OK) << "a second close is harmless";
 }
+
+// A closed caption track ("c608", a cdat atom a frame) beside the video:
+// its own handler, entry and chunks; ffprobe finds the captions frame by frame.
+TEST_F(QtWriterLayout, ClosedCaptions)
+{
+    Source source = readSource(testMedia("mjpeg_small.mov"));
+    ASSERT_EQ(source.video.size(), 25u);
+    std::vector<TrackStructuralData> tracks = {videoTrack("MJPG", 64, 48, 25, 1), TrackStructuralData{}};
+    tracks[1].streamType = StreamAncillary;
+    tracks[1].anc = AncStructuralData{fourCC("c608"), 0, fourCC("c608"), 25, 1, 0};
+    std::string out = m_dir.file("captions.mov");
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 2, 0, true), OK) << text(writer.getLastError());
+    for (unsigned i = 0; i < 25; ++i) {
+        std::string caption = be32(10) + "cdat" + std::string(1, char(0x80 | i)) + "\x80";
+        TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(source.video[i].bytes.data()),
+                              uint32_t(source.video[i].bytes.size()), i, HalcIFrame},
+                             {reinterpret_cast<const unsigned char*>(caption.data()), uint32_t(caption.size()), 0, 0}};
+        ASSERT_EQ(writer.writeSamples(rows, 2), OK) << text(writer.getLastError());
+    }
+    ASSERT_EQ(writer.close(), OK) << text(writer.getLastError());
+
+    std::string b = readFile(out);
+    EXPECT_EQ(entryOf(b, 1), be32(16) + "c608" + std::string(6, '\0') + std::string("\0\x01", 2));
+    AtomAt hdlr = findAtom(b, {"moov", "trak#1", "mdia", "hdlr"});
+    EXPECT_EQ(b.substr(hdlr.at + 12, 8), "mhlrclcp");
+    EXPECT_EQ(rd32(b, findAtom(b, {"moov", "trak#1", "mdia", "mdhd"}).at + 20), 2500u) << "the video's time scale";
+    AtomAt stsz = findAtom(b, stblPath(1, "stsz"));
+    EXPECT_EQ(rd32(b, stsz.at + 16), 25u);
+    EXPECT_EQ(rd32(b, stsz.at + 20), 10u);
+    JsonValue probe = probeJson(out);
+    ASSERT_EQ(probe["streams"].items.size(), 2u);
+    EXPECT_EQ(probe["streams"].items[1]["codec_name"].text, "eia_608");
+    long long captions = 0;
+    for (const JsonValue& p : probe["packets"].items)
+        if (p["stream_index"].integer() == 1) {
+            ++captions;
+            EXPECT_EQ(p["size"].integer(), 3) << "one byte pair a frame, as ffmpeg hands it on";
+        }
+    EXPECT_EQ(captions, 25);
+    EXPECT_EQ(runCommand("ffprobe -v error " + shellQuote(out) + " 2>&1"), "");
+}
