@@ -312,3 +312,56 @@ TEST_F(QtWriterLayout, ClosedCaptions)
     EXPECT_EQ(captions, 25);
     EXPECT_EQ(runCommand("ffprobe -v error " + shellQuote(out) + " 2>&1"), "");
 }
+
+// createFixedSize writes one set of samples a number of times (index last);
+// insertSamples overwrites a frame's bytes in place.
+TEST_F(QtWriterLayout, FixedSizeFilesAndInsertedSamples)
+{
+    Source source = readSource(testMedia("mjpeg_small.mov"));
+    std::vector<TrackStructuralData> tracks = {videoTrack("MJPG", 64, 48, 25, 1)};
+    std::string fixed = m_dir.file("fixed.mov");
+    {
+        QuickTime::FileWriter writer;
+        TrackData row{reinterpret_cast<const unsigned char*>(source.video[3].bytes.data()),
+                      uint32_t(source.video[3].bytes.size()), 0, HalcIFrame};
+        ASSERT_EQ(writer.createFixedSize(fromUtf8(fixed), tracks.data(), 1, &row, 12), OK)
+            << text(writer.getLastError());
+        ASSERT_EQ(writer.close(), OK);
+    }
+    JsonValue probe = probeJson(fixed);
+    ASSERT_EQ(probe["packets"].items.size(), 12u);
+    for (const JsonValue& p : probe["packets"].items)
+        EXPECT_EQ(p["data_hash"].text, source.video[3].hash);
+
+    std::string out = m_dir.file("inserted.mov");
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 1, 0, true), OK);
+    for (unsigned i = 0; i < 25; ++i) {
+        TrackData row{reinterpret_cast<const unsigned char*>(source.video[i].bytes.data()),
+                      uint32_t(source.video[i].bytes.size()), i, HalcIFrame};
+        ASSERT_EQ(writer.writeSamples(&row, 1), OK);
+    }
+    ASSERT_EQ(writer.flush(), OK);
+    // Frame 5 with one byte changed, of the same size, goes where frame 5 was.
+    std::string replacement = source.video[5].bytes;
+    replacement[replacement.size() / 2] ^= 0x01;
+    TrackData row{reinterpret_cast<const unsigned char*>(replacement.data()), uint32_t(replacement.size()), 5,
+                  HalcIFrame};
+    ASSERT_EQ(writer.insertSamples(5, &row, 1), OK) << text(writer.getLastError());
+    EXPECT_EQ(writer.insertSamples(30, &row, 1), InvalidArg);
+    EXPECT_NE(text(writer.getLastError()).find("InsertSamples frame is more than index frame count."),
+              std::string::npos);
+    // A frame appended after the insert lands behind the others.
+    TrackData last{reinterpret_cast<const unsigned char*>(source.video[0].bytes.data()),
+                   uint32_t(source.video[0].bytes.size()), 25, HalcIFrame};
+    ASSERT_EQ(writer.writeSamples(&last, 1), OK);
+    ASSERT_EQ(writer.close(), OK);
+    std::string b = readFile(out);
+    probe = probeJson(out);
+    ASSERT_EQ(probe["packets"].items.size(), 26u);
+    const JsonValue& p5 = probe["packets"].items[5];
+    EXPECT_EQ(b.substr(size_t(p5["pos"].integer()), size_t(p5["size"].integer())), replacement);
+    EXPECT_EQ(probe["packets"].items[4]["data_hash"].text, source.video[4].hash);
+    EXPECT_EQ(probe["packets"].items[6]["data_hash"].text, source.video[6].hash);
+    EXPECT_EQ(probe["packets"].items[25]["data_hash"].text, source.video[0].hash);
+}
