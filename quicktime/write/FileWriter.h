@@ -164,6 +164,7 @@ private:
     void addColourAndAspect(VideoDescriptor& description, const VideoStructuralData& video, unsigned std,
                             bool anamorphic, bool dvFamily);
     void applySampleSizeRule(unsigned track, uint32_t bufferBytes);
+    void alignSampleSizeMode(unsigned track);
 
     // Part 3.11
     void setFileBrand(std::vector<unsigned char>& ftyp) const;

@@ -214,6 +214,7 @@ uint64_t FileWriter::calcHeaderSize(unsigned maxFrames)
         } else {
             continue;
         }
+        alignSampleSizeMode(i);
         // Tracks of one type share reserved sizes; the largest of them
         // stands, so that no track's table is cut (docs/decisions.md).
         auto found = m_headerAtomSizes.find(t.data.streamType);
@@ -251,6 +252,18 @@ uint64_t FileWriter::calcHeaderSize(unsigned maxFrames)
     }
     total += tcCount * 1124;
     return std::max<uint64_t>(total, 0x10000);
+}
+
+void FileWriter::alignSampleSizeMode(unsigned track)
+{
+    // A cfg call that records no entry of its own ("dvh1" at other heights,
+    // an audio format of no known kind) leaves the track the last entry's
+    // rule; a copy of it keeps the list indexed by track.
+    while (m_sampleSizeMode.size() < size_t(track) + 1)
+        m_sampleSizeMode.push_back(m_sampleSizeMode.empty() ? allOnes : m_sampleSizeMode.back());
+    TrackEssenceBuffer& e = m_tracks[track].essence;
+    if (m_sampleSizeMode[track] == allOnes)
+        e.variableSizes = true;
 }
 
 // --- The tree ------------------------------------------------------------
@@ -364,6 +377,7 @@ std::unique_ptr<Atom> FileWriter::writeAtom_stbl(unsigned track)
     } else {
         description = cfgAnc(track);
     }
+    alignSampleSizeMode(track);
     tables.description = description.get();
     SampleDescriptor* raw = description.release();
     stsd->AddItem(&raw, nullptr, 0);

@@ -124,6 +124,18 @@ CvResult FileWriter::create(const std::wstring& filename, const TrackStructuralD
             setLastError(InvalidArg, L"Audio track %d has no sample rate or no block size.", i);
             return InvalidArg;
         }
+        uint32_t format = tracks[i].audio.format;
+        if (type == StreamAudio && format != 1 && format != fourCC("pcm ") && format != fourCC("sowt") &&
+            format != fourCC("twos") && format != fourCC("in24") && format != fourCC("in32") &&
+            format != fourCC("mp4a")) {
+            std::string code = fourCCToString(format);
+            for (char& c : code)
+                if (c < 0x20 || c > 0x7E)
+                    c = '?';
+            setLastError(InvalidArg, L"Audio track %d has format \"%s\" (%x), which the QuickTime writer cannot write.",
+                         i, code.c_str(), format);
+            return InvalidArg;
+        }
         if (type == StreamAncillary && tracks[i].anc.fourcc != fourCC("c608") &&
             tracks[i].anc.fourcc != fourCC("c708")) {
             setLastError(InvalidArg, L"Invalid anc fcc (%x). Only c608 or c708 is supported.", tracks[i].anc.fourcc);

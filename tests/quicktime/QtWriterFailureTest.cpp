@@ -206,3 +206,34 @@ TEST(QtWriterConfigChunks, AudioChunkHoldsWholeFrames)
     EXPECT_EQ(writer.movieTimeScale(), 2997u);
     EXPECT_EQ(writer.close(), OK);
 }
+
+// "dvh1" at a height other than 720 or 1080 records no size rule of its own
+// and takes the last one (here the audio track's before it), which doesn't
+// shift the rules of the tracks behind. An audio format the writer has no
+// rule for is refused.
+TEST_F(QtWriterFailure, TracksWithoutSizeRulesOfTheirOwn)
+{
+    std::vector<TrackStructuralData> tracks = {audioTrack(16, 2, 1), videoTrack("dvh1", 960, 540, 25, 1),
+                                               audioTrack(24, 2, 1), timecodeTrack(25, 1, 0, false)};
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(m_dir.wfile("rules.mov"), tracks.data(), 4, 0, true), OK) << text(writer.getLastError());
+    ASSERT_EQ(writer.sampleSizeMode().size(), 4u);
+    EXPECT_EQ(writer.sampleSizeMode()[1], 1u) << "the audio's rule before it";
+    EXPECT_EQ(writer.sampleSizeMode()[3], 4u) << "the timecode's own";
+    std::string frame(5000, 'd'), audio(1920 * 6, 'a');
+    const uint32_t zero = 0;
+    TrackData rows[4] = {{reinterpret_cast<const unsigned char*>(audio.data()), 1920 * 4, 0, 0},
+                         {reinterpret_cast<const unsigned char*>(frame.data()), 5000, 0, HalcIFrame},
+                         {reinterpret_cast<const unsigned char*>(audio.data()), 1920 * 6, 0, 0},
+                         {reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0}};
+    for (int i = 0; i < 8; ++i)
+        ASSERT_EQ(writer.writeSamples(rows, 4), OK) << text(writer.getLastError());
+    EXPECT_EQ(writer.close(), OK) << text(writer.getLastError());
+    auto opened = openPath(m_dir.file("rules.mov"));
+    ASSERT_TRUE(opened.ok()) << text(opened.error());
+    EXPECT_EQ(opened.reader->get_Length(1), 8u);
+
+    tracks[2] = audioTrack(16, 2, 1, fourCC("ac-3"));
+    EXPECT_EQ(writer.create(m_dir.wfile("ac3.mov"), tracks.data(), 4, 0, true), InvalidArg);
+    EXPECT_TRUE(says(writer, "Audio track 2 has format \"ac-3\"")) << text(writer.getLastError());
+}
