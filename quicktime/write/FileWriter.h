@@ -250,6 +250,7 @@ private:
     std::unique_ptr<Atom> m_moov;
     MovieHeader* m_mvhd = nullptr;
     CByteBuffer m_headerBuffer;
+    std::vector<unsigned char> m_headerOnDisk; // the region as last written
     std::vector<unsigned char> m_ftyp;
     uint64_t m_moovPosition = 0;
     uint64_t m_mdatOffset = 0;  // the 16-byte mdat header slot

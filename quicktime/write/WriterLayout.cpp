@@ -725,13 +725,42 @@ CvResult FileWriter::writeHeader()
             setLastError(result, L"writeHeader failed to seek.");
             return result;
         }
-        unsigned written = 0;
-        result = m_file.write(m_headerBuffer.getBuffer(), unsigned(region), written);
-        if (isSuccess(result) && written != region)
-            result = Fail;
-        if (!isSuccess(result)) {
-            setLastError(result, L"writeHeader failed to write.");
-            return result;
+        // Only the sectors that changed since the last header reached the
+        // disk are written again: the reserved tables make the region tens
+        // of megabytes, of which a flush changes a few sectors.
+        const unsigned char* now = m_headerBuffer.getBuffer();
+        std::vector<std::pair<uint64_t, uint64_t>> runs;
+        if (m_headerOnDisk.size() != region) {
+            runs.emplace_back(0, region);
+        } else {
+            for (uint64_t sector = 0; sector < region; sector += m_sectorSize) {
+                uint64_t length = std::min<uint64_t>(m_sectorSize, region - sector);
+                if (std::memcmp(now + sector, m_headerOnDisk.data() + sector, size_t(length)) == 0)
+                    continue;
+                if (!runs.empty() && runs.back().first + runs.back().second == sector)
+                    runs.back().second += length;
+                else
+                    runs.emplace_back(sector, length);
+            }
+        }
+        for (const auto& [start, length] : runs) {
+            unsigned written = 0;
+            result = m_file.seek(start, nullptr, 0);
+            if (isSuccess(result))
+                result = m_file.write(now + start, unsigned(length), written);
+            if (isSuccess(result) && written != length)
+                result = Fail;
+            if (!isSuccess(result)) {
+                m_headerOnDisk.clear();
+                setLastError(result, L"writeHeader failed to write.");
+                m_file.seek(std::max<uint64_t>(previous, essencePosition()), nullptr, 0);
+                return result;
+            }
+        }
+        try {
+            m_headerOnDisk.assign(now, now + region);
+        } catch (const std::bad_alloc&) {
+            m_headerOnDisk.clear();
         }
         // The essence goes on where it stood, and never into the region.
         result = m_file.seek(std::max<uint64_t>(previous, essencePosition()), nullptr, 0);

@@ -38,6 +38,8 @@ void FileWriter::initVariables()
     m_moov.reset();
     m_rawBlocks.clear();
     m_headerBuffer.reset();
+    m_headerOnDisk.clear();
+    m_headerOnDisk.shrink_to_fit();
     m_ftyp.clear();
     m_moovPosition = m_mdatOffset = m_dataStart = m_mdatPayload = 0;
     m_mdatBlock.clear();
