@@ -308,7 +308,8 @@ CvResult FileWriter::writeChunk(unsigned track, uint64_t bytes, uint32_t samples
         return OutOfMemory;
     }
     // The padding is zeros, not whatever the buffer held (docs/decisions.md).
-    std::memset(e.buffer.getBuffer(bytes), 0, size_t(rounded - bytes));
+    if (rounded > bytes)
+        std::memset(e.buffer.getBuffer(bytes), 0, size_t(rounded - bytes));
 
     PendingChunk chunk;
     chunk.samples = samples;
