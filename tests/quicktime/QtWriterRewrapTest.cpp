@@ -302,3 +302,77 @@ TEST_F(QtWriterRewrap, XdcamHd422OpenGopInterleave)
     EXPECT_LT(rd64(b, videoCo64.at + 16), rd64(b, audioCo64.at + 16));
     EXPECT_LT(rd64(b, audioCo64.at + 16), rd64(b, videoCo64.at + 24));
 }
+
+// H.264 with AAC ("mp4a", one sample a packet, 1024 ticks each): calls with
+// no picture carry the packets that fall behind, as the Part allows.
+TEST_F(QtWriterRewrap, H264WithAac)
+{
+    std::string src = testMedia("h264_aac.mp4");
+    JsonValue probe = probeJson(src);
+    std::string bytes = readFile(src);
+    std::vector<Packet> video;
+    std::vector<std::string> aac;
+    std::vector<std::string> aacHashes;
+    for (const JsonValue& p : probe["packets"].items) {
+        std::string data = bytes.substr(size_t(p["pos"].integer()), size_t(p["size"].integer()));
+        if (p["stream_index"].integer() == 0)
+            video.push_back({data, p["pts"].integer(), p["flags"].text.substr(0, 1) == "K", p["data_hash"].text,
+                             p["pos"].integer()});
+        else
+            aac.push_back(data), aacHashes.push_back(p["data_hash"].text);
+    }
+    ASSERT_EQ(video.size(), 100u);
+    std::string first = runCommand("ffmpeg -v error -i " + shellQuote(src) +
+                                   " -map 0:v -c copy -bsf:v h264_mp4toannexb -frames:v 1 -f h264 -");
+    std::vector<uint32_t> shown, types;
+    frameOrder(video, shown, types);
+    std::vector<TrackStructuralData> tracks = {videoTrack("avc1", 320, 240, 25, 1, 12, 3),
+                                               audioTrack(16, 2, 1, fourCC("mp4a"))};
+    std::string out = m_dir.file("aac.mov");
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 2, 0, true), OK) << text(writer.getLastError());
+    size_t nextAac = 0;
+    std::vector<std::string> expected;
+    for (size_t i = 0; i < video.size(); ++i) {
+        std::string picture = i == 0 ? first : toAnnexB(video[i].bytes);
+        expected.push_back(i == 0 ? toLengthPrefixed(first) : video[i].bytes);
+        // The packets that start before this frame ends, one a call.
+        bool pictureGiven = false;
+        do {
+            TrackData rows[2] = {{nullptr, 0, 0, 0}, {nullptr, 0, 0, 0}};
+            if (!pictureGiven)
+                rows[0] = TrackData{reinterpret_cast<const unsigned char*>(picture.data()), uint32_t(picture.size()),
+                                    shown[i], types[i]};
+            if (nextAac < aac.size() && (nextAac * 1024 < (i + 1) * 1920 || i + 1 == video.size())) {
+                rows[1] = TrackData{reinterpret_cast<const unsigned char*>(aac[nextAac].data()),
+                                    uint32_t(aac[nextAac].size()), 0, 0};
+                ++nextAac;
+            }
+            if (pictureGiven && rows[1].size == 0)
+                break;
+            ASSERT_EQ(writer.writeSamples(rows, 2), OK) << text(writer.getLastError());
+            pictureGiven = true;
+        } while (true);
+    }
+    ASSERT_EQ(nextAac, aac.size());
+    ASSERT_EQ(writer.close(), OK) << text(writer.getLastError());
+
+    expectSamePackets(out, expected, video, false);
+    JsonValue written = probeJson(out);
+    auto packets = streamPackets(written, "audio");
+    ASSERT_EQ(packets.size(), aac.size());
+    for (size_t i = 0; i < aac.size(); ++i)
+        EXPECT_EQ((*packets[i])["data_hash"].text, aacHashes[i]) << "AAC packet " << i;
+    EXPECT_EQ(streamOf(written, "audio")["codec_name"].text, "aac");
+    EXPECT_EQ(streamOf(written, "audio")["duration_ts"].integer(), (long long)aac.size() * 1024);
+    EXPECT_EQ(framemd5(out, "0:v"), framemd5(src, "0:v"));
+    // The source's edit list skips the encoder's priming; ours doesn't, so
+    // the decoded samples are compared without edit lists.
+    auto decoded = [](const std::string& path) {
+        return runCommand("ffmpeg -v error -ignore_editlist 1 -i " + shellQuote(path) +
+                          " -map 0:a -c:a pcm_s16le -f md5 -");
+    };
+    EXPECT_EQ(decoded(out), decoded(src));
+    expectMediainfoContent(out, "AAC");
+    expectOurReader(out, expected, 2);
+}
