@@ -85,7 +85,7 @@ public:
     void closeIndexers();
 
     void setOverwriteExistingFile(bool overwrite) { m_overwrite = overwrite; }
-    void setMaxFileAtoms(unsigned frames) { m_maxFileAtoms = frames; }
+    void setMaxFileAtoms(unsigned frames) { m_maxFileAtoms = m_callerMaxFileAtoms = frames; }
     void setNextIndexRealLocation(uint32_t presentation) { m_nextRealLocation = presentation; }
     void setFlag(uint32_t flag) { m_flags |= flag; }
     bool isFlagSet(uint32_t flag) const { return (m_flags & flag) != 0; }
@@ -237,6 +237,7 @@ private:
     unsigned m_flushPeriod = 0;
     unsigned m_samplesSinceFlush = 0;
     unsigned m_maxFileAtoms = defaultMaxFileAtoms;
+    unsigned m_callerMaxFileAtoms = defaultMaxFileAtoms; // what each new file starts from
     double m_maxDuration = defaultMaxFileAtoms / 25.0;
     uint32_t m_timeScale = 2500;
     uint32_t m_nextRealLocation = allOnes;

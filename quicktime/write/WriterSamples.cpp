@@ -22,9 +22,8 @@ void FileWriter::initVariables()
     m_hasDiskFile = false;
     m_sectorSize = 512;
     m_flags = 0;
-    m_overwrite = false;
     m_samplesSinceFlush = 0;
-    m_maxFileAtoms = defaultMaxFileAtoms;
+    m_maxFileAtoms = m_callerMaxFileAtoms;
     m_maxDuration = defaultMaxFileAtoms / 25.0;
     m_timeScale = 2500;
     m_nextRealLocation = allOnes;
@@ -96,12 +95,11 @@ CvResult FileWriter::create(const std::wstring& filename, const TrackStructuralD
 {
     if (m_file.isOpen() || !m_tracks.empty())
         close();
-    uint32_t keptFlags = m_flags & FlagNoDiskFile;
-    bool overwrite = m_overwrite;
-    unsigned flushPeriod = m_flushPeriod;
-    unsigned maxFileAtoms = m_maxFileAtoms;
+    // The caller's choices of brand and of a file without a disk stay; the
+    // rest of the flag word is the file's own.
+    uint32_t keptFlags = m_flags & (FlagNoDiskFile | FlagMP4);
     initVariables();
-    m_flags = keptFlags, m_overwrite = overwrite, m_flushPeriod = flushPeriod, m_maxFileAtoms = maxFileAtoms;
+    m_flags = keptFlags;
     clearLastError();
     if (trackCount < 1 || !tracks) {
         setLastError(InvalidArg, L"Invalid number of tracks");
@@ -794,11 +792,11 @@ CvResult FileWriter::close()
     closeIndexers();
     freeTracks();
     std::wstring text = getLastError();
-    uint32_t keep = m_flags & FlagNoDiskFile;
-    unsigned period = m_flushPeriod;
+    // The caller's settings (flush period, overwrite, frame limit, brand)
+    // stay for the next file.
+    uint32_t keep = m_flags & (FlagNoDiskFile | FlagMP4);
     initVariables();
     m_flags = keep;
-    m_flushPeriod = period;
     if (!isSuccess(result)) {
         clearLastError();
         setLastError(text);

@@ -237,3 +237,25 @@ TEST_F(QtWriterFailure, TracksWithoutSizeRulesOfTheirOwn)
     EXPECT_EQ(writer.create(m_dir.wfile("ac3.mov"), tracks.data(), 4, 0, true), InvalidArg);
     EXPECT_TRUE(says(writer, "Audio track 2 has format \"ac-3\"")) << text(writer.getLastError());
 }
+
+// create on an open writer closes the first file; the caller's settings stay.
+TEST_F(QtWriterFailure, CreateOnAnOpenWriter)
+{
+    QuickTime::FileWriter writer;
+    writer.setOverwriteExistingFile(true);
+    writer.setMaxFileAtoms(100);
+    std::vector<TrackStructuralData> tracks = {videoTrack("apcn", 320, 240, 25, 1)};
+    std::string frame(3000, 'p');
+    TrackData row{reinterpret_cast<const unsigned char*>(frame.data()), 3000, 0, HalcIFrame};
+    ASSERT_EQ(writer.create(m_dir.wfile("one.mov"), tracks.data(), 1, 0, true), OK);
+    ASSERT_EQ(writer.writeSamples(&row, 1), OK);
+    writeFile(m_dir.file("two.mov"), "old");
+    ASSERT_EQ(writer.create(m_dir.wfile("two.mov"), tracks.data(), 1, 0, true), OK) << text(writer.getLastError());
+    ASSERT_EQ(writer.writeSamples(&row, 1), OK);
+    ASSERT_EQ(writer.close(), OK);
+    for (const char* name : {"one.mov", "two.mov"}) {
+        auto opened = openPath(m_dir.file(name));
+        ASSERT_TRUE(opened.ok()) << name << ": " << text(opened.error());
+        EXPECT_EQ(opened.reader->get_Length(0), 1u) << name;
+    }
+}

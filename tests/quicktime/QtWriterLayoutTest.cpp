@@ -365,3 +365,31 @@ TEST_F(QtWriterLayout, FixedSizeFilesAndInsertedSamples)
     EXPECT_EQ(probe["packets"].items[6]["data_hash"].text, source.video[6].hash);
     EXPECT_EQ(probe["packets"].items[25]["data_hash"].text, source.video[0].hash);
 }
+
+// The MP4 flag, which no caller in this program sets: brand "mp42", "url "
+// data references, no data handler, MP4 handler atoms, track flags 7.
+TEST_F(QtWriterLayout, Mp4Flag)
+{
+    Source source = readSource(testMedia("mjpeg_small.mov"));
+    std::vector<TrackStructuralData> tracks = {videoTrack("MJPG", 64, 48, 25, 1)};
+    std::string out = m_dir.file("flagged.mp4");
+    QuickTime::FileWriter writer;
+    writer.setFlag(QuickTime::FileWriter::FlagMP4);
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 1, 0, true), OK) << text(writer.getLastError());
+    for (unsigned i = 0; i < source.video.size(); ++i) {
+        TrackData row{reinterpret_cast<const unsigned char*>(source.video[i].bytes.data()),
+                      uint32_t(source.video[i].bytes.size()), i, HalcIFrame};
+        ASSERT_EQ(writer.writeSamples(&row, 1), OK);
+    }
+    ASSERT_EQ(writer.close(), OK);
+    std::string b = readFile(out);
+    EXPECT_EQ(b.substr(8, 12), std::string("mp42\0\0\0\0mp42", 12));
+    EXPECT_EQ(b.substr(findAtom(b, {"moov", "trak", "tkhd"}).at + 8, 4), std::string("\0\0\0\x07", 4));
+    EXPECT_FALSE(findAtom(b, {"moov", "trak", "mdia", "minf", "hdlr"}).found());
+    EXPECT_NE(b.find("url "), std::string::npos);
+    JsonValue probe = probeJson(out);
+    ASSERT_EQ(probe["packets"].items.size(), source.video.size());
+    for (size_t i = 0; i < source.video.size(); ++i)
+        EXPECT_EQ(probe["packets"].items[i]["data_hash"].text, source.video[i].hash);
+    EXPECT_EQ(runCommand("ffprobe -v error " + shellQuote(out) + " 2>&1"), "");
+}
