@@ -221,7 +221,7 @@ private:
     void resetEssenceData(unsigned track);
     uint32_t getNumberOfInputSamples(unsigned track, uint32_t size) const;
     uint64_t getMemoryAllocationSize(unsigned track, uint32_t size) const;
-    void attemptFlushSamples(uint32_t samples);
+    CvResult attemptFlushSamples(uint32_t samples);
     CvResult extractFirstFrameData(const TrackData& row);
     CvResult writeOpenGopRow(TrackData& row, unsigned track, int frameIndex, uint32_t& samplesDone);
     CvResult flushBuffered(bool audio);

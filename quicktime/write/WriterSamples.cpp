@@ -553,8 +553,10 @@ CvResult FileWriter::writeSamples(TrackData* rows, int trackCount, int frameInde
     }
     if (isOpenGOP())
         ++m_chunkCycleCounter;
-    attemptFlushSamples(samplesDone);
-    return result;
+    // A flush that fails is the call's failure: the caller learns that the
+    // file no longer grows readable (docs/decisions.md).
+    CvResult flushed = attemptFlushSamples(samplesDone);
+    return isSuccess(flushed) ? result : flushed;
 }
 
 CvResult FileWriter::writeOpenGopRow(TrackData& row, unsigned track, int frameIndex, uint32_t& samplesDone)
@@ -616,13 +618,13 @@ CvResult FileWriter::flushBuffered(bool audio)
     return result;
 }
 
-void FileWriter::attemptFlushSamples(uint32_t samples)
+CvResult FileWriter::attemptFlushSamples(uint32_t samples)
 {
     if (samples == 0 || m_flushPeriod == 0)
-        return;
+        return OK;
     m_samplesSinceFlush += samples;
     if (m_samplesSinceFlush < m_flushPeriod)
-        return;
+        return OK;
     const Track* video = firstVideo();
     if (video && video->data.video.gopSize > 1) {
         const Track& v = *video;
@@ -639,10 +641,10 @@ void FileWriter::attemptFlushSamples(uint32_t samples)
         // A GOP that never ends where its length says (a scene cut) would
         // hold the flush back for ever; twice the period forces it.
         if (!boundary && m_samplesSinceFlush < 2 * m_flushPeriod)
-            return;
+            return OK;
     }
     m_samplesSinceFlush = 0;
-    flush();
+    return flush();
 }
 
 // --- First frame ---------------------------------------------------------------

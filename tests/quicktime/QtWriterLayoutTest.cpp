@@ -393,3 +393,26 @@ TEST_F(QtWriterLayout, Mp4Flag)
         EXPECT_EQ(probe["packets"].items[i]["data_hash"].text, source.video[i].hash);
     EXPECT_EQ(runCommand("ffprobe -v error " + shellQuote(out) + " 2>&1"), "");
 }
+
+TEST(QtWriterAvc, AnnexBToLengthPrefixedAndTheDecoderConfiguration)
+{
+    using namespace Corvidane::QuickTime;
+    // 4- and 3-byte start codes, trailing zeros before a start code cut off.
+    std::string annexB = std::string("\0\0\0\1\x67\x64\x00\x1F\xAA\0\0\1\x68\xEE\x3C\x80\0\0\0\0\1\x65\x88\x84", 24);
+    std::vector<unsigned char> buffer;
+    uint32_t size = avc_parse_nal_units(reinterpret_cast<const unsigned char*>(annexB.data()),
+                                        uint32_t(annexB.size()), buffer);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data()), size),
+              be32(5) + std::string("\x67\x64\x00\x1F\xAA", 5) + be32(4) + std::string("\x68\xEE\x3C\x80", 4) +
+                  be32(3) + std::string("\x65\x88\x84", 3));
+    const unsigned char* begin = reinterpret_cast<const unsigned char*>(annexB.data());
+    EXPECT_EQ(avc_find_startcode(begin, begin + annexB.size()), begin + 1);
+    EXPECT_EQ(avc_find_startcode(begin + 8, begin + 10), begin + 10) << "none: the end";
+
+    std::vector<unsigned char> config;
+    ASSERT_EQ(extractavcCData(begin, uint32_t(annexB.size()), config), 20u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(config.data()), config.size()),
+              std::string("\x01\x64\x00\x1F\xFF\xE1\x00\x05\x67\x64\x00\x1F\xAA\x01\x00\x04\x68\xEE\x3C\x80", 20));
+    std::string slice = std::string("\0\0\1\x65\x88", 5);
+    EXPECT_EQ(extractavcCData(reinterpret_cast<const unsigned char*>(slice.data()), 5, config), 0u);
+}
