@@ -384,7 +384,9 @@ std::unique_ptr<Atom> FileWriter::writeAtom_stbl(unsigned track)
     addLeaf<QTListEx<SampleDescriptor>>(*stbl, std::move(stsd));
 
     auto stts = sizedTable<SttsTable>(fourCC("stts"), type, &HeaderAtomSizes::stts);
-    stts->addItem(Time2SampleItem{1, t.sampleDuration});
+    // The entry counts the samples written; none yet (the timecode track's
+    // one sample is there from the start).
+    stts->addItem(Time2SampleItem{type == StreamTimecode ? 1u : 0u, t.sampleDuration});
     tables.stts = addLeaf<QTListEx<Time2SampleItem>>(*stbl, std::move(stts));
 
     auto stsc = sizedTable<StscTable>(fourCC("stsc"), type, &HeaderAtomSizes::stsc);

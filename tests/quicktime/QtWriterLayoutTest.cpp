@@ -416,3 +416,28 @@ TEST(QtWriterAvc, AnnexBToLengthPrefixedAndTheDecoderConfiguration)
     std::string slice = std::string("\0\0\1\x65\x88", 5);
     EXPECT_EQ(extractavcCData(reinterpret_cast<const unsigned char*>(slice.data()), 5, config), 0u);
 }
+
+// A track that is never given a sample still describes itself consistently:
+// no samples, no chunks, no complaint.
+TEST_F(QtWriterLayout, TrackWithoutSamples)
+{
+    Source source = readSource(testMedia("mjpeg_small.mov"));
+    std::vector<TrackStructuralData> tracks = {videoTrack("MJPG", 64, 48, 25, 1), audioTrack(16, 2, 1)};
+    std::string out = m_dir.file("silent.mov");
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 2, 0, true), OK);
+    for (unsigned i = 0; i < source.video.size(); ++i) {
+        TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(source.video[i].bytes.data()),
+                              uint32_t(source.video[i].bytes.size()), i, HalcIFrame},
+                             {nullptr, 0, 0, 0}};
+        ASSERT_EQ(writer.writeSamples(rows, 2), OK);
+    }
+    ASSERT_EQ(writer.close(), OK);
+    std::string b = readFile(out);
+    AtomAt stts = findAtom(b, stblPath(1, "stts"));
+    EXPECT_EQ(rd32(b, stts.at + 16), 0u) << "no samples in the time table";
+    EXPECT_EQ(runCommand("ffprobe -v warning " + shellQuote(out) + " 2>&1"), "");
+    auto opened = openPath(out);
+    ASSERT_TRUE(opened.ok()) << text(opened.error());
+    EXPECT_EQ(opened.reader->get_Length(0), source.video.size());
+}
