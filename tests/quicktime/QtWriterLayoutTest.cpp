@@ -441,3 +441,26 @@ TEST_F(QtWriterLayout, TrackWithoutSamples)
     ASSERT_TRUE(opened.ok()) << text(opened.error());
     EXPECT_EQ(opened.reader->get_Length(0), source.video.size());
 }
+
+// setNextIndexRealLocation gives the next video frame's display position once.
+TEST_F(QtWriterLayout, NextIndexRealLocation)
+{
+    std::vector<TrackStructuralData> tracks = {videoTrack("mp4v", 64, 48, 25, 1, 12, 3)};
+    std::string out = m_dir.file("located.mov");
+    QuickTime::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), 1, 0, true), OK);
+    std::string frame(600, 'f');
+    for (uint32_t i = 0; i < 4; ++i) {
+        if (i == 1)
+            writer.setNextIndexRealLocation(3);
+        TrackData row{reinterpret_cast<const unsigned char*>(frame.data()), 600, i, i == 0 ? HalcIFrame : HalcPFrame};
+        ASSERT_EQ(writer.writeSamples(&row, 1), OK);
+    }
+    ASSERT_EQ(writer.close(), OK);
+    std::string b = readFile(out);
+    AtomAt ctts = findAtom(b, stblPath(0, "ctts"));
+    ASSERT_TRUE(ctts.found());
+    // Offsets 0, (3 - 1) x 100, 0, 0: three runs.
+    EXPECT_EQ(b.substr(ctts.at + 12, 28), be32(3) + be32(1) + be32(0) + be32(1) + be32(200) + be32(2) + be32(0));
+    EXPECT_NE(entryOf(b, 0).find("esds"), std::string::npos) << "mp4v carries its esds";
+}
