@@ -40,6 +40,14 @@ public:
     size_t get_Count() const override { return holdsNumbers ? m_values.size() : this->m_items.size(); }
     virtual T* get_LastItem() { return this->m_items.empty() ? nullptr : this->m_items.back().get(); }
     const std::vector<T>& values() const { return m_values; }
+    // Rewrites one number of a list of numbers; false past its end.
+    bool setValue(size_t index, T value)
+    {
+        if (index >= m_values.size())
+            return false;
+        m_values[index] = value;
+        return true;
+    }
 
     uint64_t getSize() const override
     {
@@ -176,7 +184,11 @@ public:
         if (fixedSize != notSet)
             count = std::min<size_t>(count, static_cast<size_t>(fixedSize - 12));
         std::copy(values().begin(), values().begin() + static_cast<long>(count), buffer + 12);
-        return 12 + count;
+        if (fixedSize == notSet)
+            return 12 + count;
+        // A reserved table keeps its length, the room behind the entries zero.
+        std::fill(buffer + 12 + count, buffer + fixedSize, 0);
+        return static_cast<size_t>(fixedSize);
     }
 };
 

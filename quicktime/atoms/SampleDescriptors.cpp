@@ -146,8 +146,8 @@ size_t VideoDescriptor::toData(unsigned char* buffer, size_t capacity) const
     writeBE32(p + 4, SpatialQuality);
     writeBE16(p + 8, Width);
     writeBE16(p + 10, Height);
-    writeBE32(p + 12, floatToFixed16(HRes));
-    writeBE32(p + 16, floatToFixed16(VRes));
+    writeBE32(p + 12, resolutionBits ? resolutionBits : floatToFixed16(HRes));
+    writeBE32(p + 16, resolutionBits ? resolutionBits : floatToFixed16(VRes));
     writeBE32(p + 20, DataSize);
     writeBE16(p + 24, FrameCount);
     std::memset(p + 26, 0, 32);

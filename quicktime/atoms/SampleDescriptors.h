@@ -60,6 +60,9 @@ public:
     std::string CompressorName2;
     uint16_t Depth = 0;
     uint16_t ColourTableId = 0xFFFF;
+    // Not read: when non-zero, written as both resolution fields in place of
+    // HRes and VRes (the writer stores the bits of the float 72.0, Part 3.10).
+    uint32_t resolutionBits = 0;
 };
 
 // Version 0 sound entry.

@@ -138,6 +138,10 @@ h264_dropframe.mov)
 mpeg2_longgop.mov)
     ff $(video 352x288 25 3) $(tone 48000 3) -c:v mpeg2video -g 12 -bf 2 -b:v 2M -c:a pcm_s16be \
         -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+mpeg2_422_1080i.mov)
+    # XDCAM HD422's picture: 4:2:2 MPEG-2, 1080i25, 12-frame open GOPs.
+    ff $(video 1920x1080 25 2) $(tone 48000 2) -c:v mpeg2video -pix_fmt yuv422p -g 12 -bf 2 -b:v 30M \
+        -flags +ilme+ildct -top 1 -c:a pcm_s24le -ac 2 $exact -f mov "$tmp" ;;
 dnxhr.mov)
     ff $(video 256x144 25 1) -c:v dnxhd -profile:v dnxhr_lb -pix_fmt yuv422p $exact -f mov "$tmp" ;;
 dnxhd.mov)
