@@ -61,7 +61,7 @@ public:
     uint16_t Depth = 0;
     uint16_t ColourTableId = 0xFFFF;
     // Not read: when non-zero, written as both resolution fields in place of
-    // HRes and VRes (the writer stores the bits of the float 72.0, Part 3.10).
+    // HRes and VRes (the writer stores the bits of the float 72.0).
     uint32_t resolutionBits = 0;
 };
 

@@ -16,13 +16,13 @@
 #include "quicktime/atoms/SampleDescriptors.h"
 #include "quicktime/atoms/SampleTables.h"
 
-// The QuickTime container writer (Parts 3.10 to 3.12). The work is split by
+// The QuickTime container writer. The work is split by
 // concern over three files: WriterConfig.cpp (sample descriptions, chunking,
 // time scales), WriterLayout.cpp (the atom tree, the header region, the
 // index tables) and WriterSamples.cpp (create, the sample flow, flush, close).
 namespace Corvidane::QuickTime {
 
-// The chunk under construction of one track (Part 3.12).
+// The chunk under construction of one track.
 struct TrackEssenceBuffer {
     CByteBuffer buffer;
     uint32_t samplesInBuffer = 0;
@@ -62,7 +62,7 @@ public:
     FileWriter(const FileWriter&) = delete;
     FileWriter& operator=(const FileWriter&) = delete;
 
-    // --- Part 3.12: the sample flow ---
+    // --- The sample flow ---
     CvResult create(const std::wstring& filename, const TrackStructuralData* tracks, int trackCount,
                     unsigned maxFrames, bool reserveIndex);
     CvResult createFixedSize(const std::wstring& filename, const TrackStructuralData* tracks, int trackCount,
@@ -92,7 +92,7 @@ public:
     bool isOpenGOP() const { return isFlagSet(FlagOpenGOP); }
     bool writingIndexTableAtTheEnd() const { return isFlagSet(FlagIndexAtEnd); }
 
-    // --- Part 3.10: configuration (public so that tests can read the tables) ---
+    // --- Configuration (public so that tests can read the tables) ---
     std::unique_ptr<VideoDescriptor> cfgVideo(unsigned track);
     std::unique_ptr<SampleDescriptor> cfgAudio(unsigned track);
     std::unique_ptr<TimecodeDescriptor> cfgTimecode(unsigned track);
@@ -105,7 +105,7 @@ public:
     bool trackHasVariableLengthSamples(unsigned track) const;
     void updateFixedSampleSize(unsigned track, uint32_t size);
 
-    // --- Part 3.11: header and index layout ---
+    // --- Header and index layout ---
     uint64_t calcHeaderSize(unsigned maxFrames);
 
     // State that tests look at.
@@ -136,7 +136,7 @@ private:
         QTListEx<CTTSItem>* ctts = nullptr;
         QTListEx<unsigned long>* co64 = nullptr;
         SampleDescriptor* description = nullptr;
-        // Extensions that the first frame fills (Part 3.12).
+        // Extensions that the first frame fills.
         OpaqueExtension* avcC = nullptr;
         OpaqueExtension *ares = nullptr, *aclr = nullptr, *aprg = nullptr, *adhr = nullptr;
     };
@@ -160,13 +160,13 @@ private:
     bool isAac(unsigned track) const;
     uint64_t roundToSector(uint64_t value) const;
 
-    // Part 3.10
+    // Configuration
     void addColourAndAspect(VideoDescriptor& description, const VideoStructuralData& video, unsigned std,
                             bool anamorphic, bool dvFamily);
     void applySampleSizeRule(unsigned track, uint32_t bufferBytes);
     void alignSampleSizeMode(unsigned track);
 
-    // Part 3.11
+    // Header and index layout
     void setFileBrand(std::vector<unsigned char>& ftyp) const;
     void getChunkDetails(unsigned track, uint64_t& chunks, uint64_t& total, bool& hasPartialChunk) const;
     uint64_t getStssSize(unsigned frames) const;
@@ -212,7 +212,7 @@ private:
     void updateTrackDurations(unsigned track);
     CvResult writeInitialTimecode(unsigned track);
 
-    // Part 3.12
+    // Sample flow
     CvResult writeTrack(const TrackData& row, unsigned track, int frameIndex, uint32_t& samplesDone,
                         bool continueChunk, bool startNewChunk);
     CvResult flushRemainingEssence(unsigned track, bool continueChunk, bool startNewChunk, bool force);
@@ -273,7 +273,7 @@ private:
     std::multimap<unsigned, TrackDataBufferedAndContext> m_bufferedAudio, m_bufferedAnc;
 };
 
-// AVC helpers of Part 3.12.
+// AVC helpers of the sample flow.
 const unsigned char* avc_find_startcode(const unsigned char* begin, const unsigned char* end);
 // Annex B to 32-bit length prefixes; the new size. `buffer` grows when short.
 uint32_t avc_parse_nal_units(const unsigned char* data, uint32_t size, std::vector<unsigned char>& buffer);

@@ -1,4 +1,4 @@
-// Part 3.10: what each track's sample description says and how its samples
+// What each track's sample description says and how its samples
 // are chunked.
 #include <cmath>
 #include <cstring>
@@ -244,7 +244,7 @@ std::unique_ptr<VideoDescriptor> FileWriter::cfgVideo(unsigned track)
     d->dataReferenceIndex = 1;
     d->Width = uint16_t(v.width);
     d->Height = uint16_t(v.height);
-    d->resolutionBits = 0x42900000; // the bits of the float 72.0, as Part 3.10 writes them
+    d->resolutionBits = 0x42900000; // the bits of the float 72.0; readers don't mind
     d->DataSize = 0;
     d->FrameCount = 1;
     d->Depth = uint16_t(v.bitsPerPixel ? v.bitsPerPixel : 24);
@@ -255,7 +255,7 @@ std::unique_ptr<VideoDescriptor> FileWriter::cfgVideo(unsigned track)
         d->TemporalQuality = 0, d->SpatialQuality = 1024;
     essence.samplesPerChunk = 1;
     double rate = v.rateDenominator ? double(v.rateNumerator) / v.rateDenominator : 0.0;
-    // Part 3.10 names the constructor from a line code; the height is no line
+    // The constructor from a line code won't do: the height is no line
     // code, so the row is found from the picture's data (docs/decisions.md).
     unsigned std = VideoStandardEx::fromData(rate, v.height, v.width, v.frameLayout == 4);
 
@@ -446,7 +446,7 @@ std::unique_ptr<SampleDescriptor> FileWriter::cfgAudio(unsigned track)
         auto v1 = std::make_unique<SoundDescriptorV1>(format);
         v1->Version = 1;
         v1->SamplesPerPacket = 1;
-        // Part 3.10 leaves the other three fields of the version 1 entry
+        // Nothing else names the other three fields of the version 1 entry
         // open; these are the values that QuickTime gives PCM.
         v1->BytesPerPacket = a.bitsPerSample / 8;
         v1->BytesPerFrame = a.blockAlign;

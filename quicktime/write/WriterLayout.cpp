@@ -1,4 +1,4 @@
-// Part 3.11: the movie header as a tree of atoms, the header region that
+// The movie header as a tree of atoms, the header region that
 // holds it, and the index tables that grow as chunks reach the disk.
 #include <algorithm>
 #include <cmath>

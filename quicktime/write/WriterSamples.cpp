@@ -1,4 +1,4 @@
-// Part 3.12: create, the samples of each call staged into chunks, the AVC
+// Create, the samples of each call staged into chunks, the AVC
 // first frame, the open GOP interleave, flushing and close.
 #include <algorithm>
 #include <cmath>

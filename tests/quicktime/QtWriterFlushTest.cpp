@@ -1,5 +1,5 @@
 // A file being written with its index first is a whole movie at every flush
-// (Part 3.12), and stays one when the writing process is killed: nothing
+// and stays one when the writing process is killed: nothing
 // handed over before the last flush is lost.
 #include <gtest/gtest.h>
 
@@ -139,7 +139,7 @@ TEST_F(QtWriterFlush, KilledWriterLeavesTheFramesOfItsLastFlush)
 }
 
 // With the index last a file has no movie atom until close; the sidecar
-// indexes that the writer feeds (Part 6.1) keep it readable meanwhile, also
+// indexes that the writer feeds keep it readable meanwhile, also
 // after the writer is killed: every whole block of rows they hold reads back.
 TEST_F(QtWriterFlush, IndexLastKilledWriterReadsThroughItsSidecars)
 {

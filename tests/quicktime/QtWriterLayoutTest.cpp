@@ -1,4 +1,4 @@
-// The bytes that Parts 3.10 and 3.11 fix and that no peer tool tells apart:
+// The bytes that the writer's configuration and layout fix and that no peer tool tells apart:
 // sample descriptions, chunking, time scales and the header layout.
 #include <gtest/gtest.h>
 

@@ -195,7 +195,7 @@ TEST_F(QtWriterRewrap, H264LongGopPcm16Timecode)
     JsonValue probe = probeJson(out);
     EXPECT_EQ(timecodeOf(probe), "01:00:00;00");
     EXPECT_EQ(streamOf(probe, "audio")["codec_name"].text, "pcm_s16le");
-    // Part 3.10's time scale for 29.97 is 2997 with frames of 100 ticks.
+    // The writer's time scale for 29.97 is 2997 with frames of 100 ticks.
     EXPECT_EQ(streamOf(probe, "video")["r_frame_rate"].text, "2997/100");
     expectMediainfoContent(out, "AVC");
     expectOurReader(out, expected, 3);
@@ -236,7 +236,7 @@ TEST_F(QtWriterRewrap, Mpeg2LongGopPcm16BigEndian)
     job.tracks = {videoTrack("MMES", 352, 288, 25, 1, 12, 3), audioTrack(16, 1, 2),
                   timecodeTrack(25, 1, 900000, false)};
     job.flushPeriod = 12;
-    // Part 3.10 writes MPEG-2 as "mpg2": ffmpeg decodes it, mediainfo reads
+    // The writer names MPEG-2 "mpg2": ffmpeg decodes it, mediainfo reads
     // it without complaint but names the format by that code alone.
     job.videoCodec = "mpeg2video", job.audioCodec = "pcm_s16be", job.mediainfoFormat = "Codecs Video                             : mpg2";
     rewrap(job, "mpeg2.mov");
@@ -304,7 +304,7 @@ TEST_F(QtWriterRewrap, XdcamHd422OpenGopInterleave)
 }
 
 // H.264 with AAC ("mp4a", one sample a packet, 1024 ticks each): calls with
-// no picture carry the packets that fall behind, as the Part allows.
+// no picture carry the packets that fall behind, as the writer allows.
 TEST_F(QtWriterRewrap, H264WithAac)
 {
     std::string src = testMedia("h264_aac.mp4");
