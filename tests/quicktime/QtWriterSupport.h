@@ -47,7 +47,7 @@ inline std::string text(const std::wstring& wide) { return text(wide.c_str()); }
 
 inline JsonValue probeJson(const std::string& path)
 {
-    return JsonValue::parse(runCommand("ffprobe -v error -show_format -show_streams -show_packets "
+    return parseJson(runCommand("ffprobe -v error -show_format -show_streams -show_packets "
                                        "-show_data_hash MD5 -of json " + shellQuote(path) + " 2>/dev/null"));
 }
 
