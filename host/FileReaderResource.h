@@ -7,6 +7,7 @@
 #include "host/IndexInfoRep.h"
 #include "host/Plugin.h"
 #include "host/ReadRequests.h"
+#include "host/WriterParams.h"
 
 namespace Corvidane {
 class MediaFileReader;
@@ -83,6 +84,12 @@ public:
     explicit FileWriterResource(std::vector<std::string> formats) : m_formats(std::move(formats)) {}
     FileWriterResource* asFileWriter() override { return this; }
     const std::vector<std::string>& formats() const { return m_formats; }
+    // Creates a file; the host's code, 1 with `file` set (the caller owns it).
+    virtual int openFile(const std::wstring& name, const FileWriterParams& params, FileInfoBase*& file)
+    {
+        file = nullptr;
+        return 12;
+    }
 
 private:
     std::vector<std::string> m_formats;

@@ -38,6 +38,17 @@ double getFramesPerSecond(unsigned frameRate)
     return 0.0;
 }
 
+bool getFrameRateFraction(unsigned frameRate, unsigned& numerator, unsigned& denominator)
+{
+    for (const RateRow& row : rates)
+        if (row.code == frameRate) {
+            numerator = row.numerator;
+            denominator = row.denominator;
+            return true;
+        }
+    return false;
+}
+
 unsigned ticksPerSecond(unsigned frameRate)
 {
     return unsigned(std::ceil(getFramesPerSecond(frameRate)));

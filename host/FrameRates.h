@@ -25,6 +25,8 @@ enum FrameRate : unsigned {
 unsigned getEquivalentHcFrameRate(double rate);
 // The frames a second of a code; 0.0 for none.
 double getFramesPerSecond(unsigned frameRate);
+// A code's rate as a fraction, 30000/1001 for 29.97; false for none.
+bool getFrameRateFraction(unsigned frameRate, unsigned& numerator, unsigned& denominator);
 // Whole frames in a second: 30 for 29.97.
 unsigned ticksPerSecond(unsigned frameRate);
 

@@ -36,6 +36,7 @@ bool VideoFrames::read(unsigned frame, std::string& error)
     m_samples.clear();
     Ptr<IndexInfoRep> index;
     m_file.hcFileIxCache_open(index, frame);
+    m_index = index;
     Ptr<VideoReadRequest> request(new VideoReadRequest(m_file.videoMetadata(), frame, index));
     Ptr<FrameBufferRep> out;
     if (m_file.readVideo(out, request) != VideoReadDone || !out) {
@@ -52,6 +53,24 @@ bool VideoFrames::read(unsigned frame, std::string& error)
         m_samples.push_back(index && i < index->decodeOrder.size() ? index->decodeOrder[i] : frame + unsigned(i));
     }
     return true;
+}
+
+unsigned short VideoFrames::frameType(unsigned sample) const
+{
+    if (m_index)
+        for (size_t i = 0; i < m_index->decodeOrder.size() && i < m_index->frameOrder.size(); ++i)
+            if (m_index->decodeOrder[i] == sample)
+                return m_index->frameOrder[i];
+    return Corvidane::FrameKey;
+}
+
+unsigned VideoFrames::shownAs(unsigned sample) const
+{
+    if (m_index)
+        for (size_t i = 0; i < m_index->decodeOrder.size() && i < m_index->presentationOrder.size(); ++i)
+            if (m_index->decodeOrder[i] == sample)
+                return m_index->presentationOrder[i];
+    return sample;
 }
 
 const ByteBufferImpl* VideoFrames::sample(unsigned sample) const

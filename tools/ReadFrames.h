@@ -15,11 +15,16 @@ public:
     // it isn't among them).
     const std::vector<unsigned>& samples() const { return m_samples; }
     const ByteBufferImpl* sample(unsigned sample) const;
+    // A sample's frame type bits (as index entries have them) and the frame
+    // it shows; a frame read alone is a key frame showing itself.
+    unsigned short frameType(unsigned sample) const;
+    unsigned shownAs(unsigned sample) const;
 
 private:
     FileReadInstance& m_file;
     std::vector<Ptr<ByteBufferImpl>> m_buffers;
     std::vector<unsigned> m_samples;
+    Ptr<IndexInfoRep> m_index;
 };
 
 // Reads every frame of the video through the editor's read path (a long-GOP

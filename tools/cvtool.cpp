@@ -18,6 +18,7 @@
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
 #include "tools/ReadFrames.h"
+#include "tools/Rewrap.h"
 
 namespace {
 
@@ -30,6 +31,8 @@ const char* usage =
     "                                          each frame's audio in between)\n"
     "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5, and\n"
     "                                          the size and md5 of the bytes the editor receives\n"
+    "  rewrap SOURCE OUTPUT.mov                read SOURCE as the editor does and write it through the writer\n"
+    "                                          resource of OUTPUT's container\n"
     "  extract [--stream N] SOURCE OUTPUT      write one stream's essence as the editor receives it: video\n"
     "                                          samples in coded order (AVC as a byte stream), audio samples\n"
     "  capture [--pace FPS] [--handshake DIR [--step N]] [--times] SOURCE OUTPUT\n"
@@ -186,6 +189,8 @@ int main(int argc, char** argv)
         }
         return withUsage(extractStream(*host.fileReader(), args));
     }
+    if (command == "rewrap")
+        return withUsage(rewrapFile(host, args));
     if (command == "capture")
         return withUsage(captureFile(args));
     if (command == "indexbench")

@@ -2,28 +2,11 @@
 #include <string>
 #include <vector>
 
-#include "host/FileReaderResource.h"
+#include "front/write/FileWriterCommon.h"
+#include "front/write/QtFileWriter.h"
 
-namespace CvWrappers {
-
-// What the three writer resources share. Until the container writers are
-// built, a writer resource names itself and its formats and opens no file.
-class FileWriterCommon : public Hc::FileWriterResource {
-public:
-    FileWriterCommon(std::string name, std::string code, std::vector<std::string> formats)
-        : FileWriterResource(std::move(formats)), m_name(std::move(name)), m_code(std::move(code))
-    {
-    }
-    std::string resourceName() const override { return m_name; }
-    std::string resourceCode() const override { return m_code; }
-
-private:
-    std::string m_name;
-    std::string m_code;
-};
-
-} // namespace CvWrappers
-
+// The AVI and MXF writer resources name themselves and their formats; they
+// open files once their container writers are joined to them.
 namespace avi {
 class FileWriter : public CvWrappers::FileWriterCommon {
 public:
@@ -38,9 +21,3 @@ public:
 };
 } // namespace mxf
 
-namespace qt {
-class FileWriter : public CvWrappers::FileWriterCommon {
-public:
-    FileWriter() : FileWriterCommon("Qt FileWriter", "QT  ", {"MOV"}) {}
-};
-} // namespace qt

@@ -1,0 +1,86 @@
+#include "front/write/FileWriterCommon.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "frame/Utf8.h"
+
+namespace CvWrappers {
+
+void FileWriterCommon::addMetadata(std::wstring& xml, const configb& config, const std::string& key,
+                                   const std::string& tag)
+{
+    std::string value;
+    if (config.in(key, value) != 1)
+        value.clear();
+    const std::wstring wide = Corvidane::fromUtf8(value);
+    if (wide.empty())
+        return;
+    const std::wstring name = Corvidane::fromUtf8(tag);
+    xml += L"<" + name + L">" + wide + L"</" + name + L">";
+}
+
+void FileWriterCommon::assignXMLMetadata(const std::wstring& text, Corvidane::TrackStructuralData& track)
+{
+    // The size field is 16 bits wide: a longer fragment does not fit it.
+    const size_t bytes = 4 * (text.size() + 1);
+    track.extendedDataSize = static_cast<uint16_t>(bytes);
+    const size_t allocated = bytes % 65536;
+    track.extendedData = static_cast<unsigned char*>(std::calloc(allocated ? allocated : 1, 1));
+    if (!track.extendedData) {
+        track.extendedDataSize = 0;
+        return;
+    }
+    for (size_t i = 0; i < text.size() + 1 && 4 * (i + 1) <= allocated; ++i) {
+        const uint32_t c = i < text.size() ? uint32_t(text[i]) : 0;
+        std::memcpy(track.extendedData + 4 * i, &c, 4);
+    }
+}
+
+WriteLoop::WriteLoop(std::vector<Corvidane::TrackStructuralData> tracks, const Hc::FileWriterParams& params,
+                     Layout layout)
+    : m_tracks(std::move(tracks)), m_rows(m_tracks.size(), Corvidane::TrackData{}), m_params(params), m_layout(layout),
+      m_swapped(params.audio.size())
+{
+}
+
+WriteLoop::~WriteLoop()
+{
+    for (Corvidane::TrackStructuralData& track : m_tracks)
+        Corvidane::freeExtendedData(track);
+}
+
+int WriteLoop::writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType)
+{
+    // The timecode row only moves the track on: its start is in the track.
+    if (m_layout.timecodeRow < m_rows.size())
+        m_rows[m_layout.timecodeRow] = {reinterpret_cast<const unsigned char*>(&m_timecodeSample), 4, 0, 0};
+    m_rows[m_layout.videoRow] = {bytes, size, presentationIndex(), frameType};
+    const size_t streams = m_params.audio.size();
+    if (streams) {
+        unsigned count = 0;
+        const int ready = getNextAudioBuffers(count);
+        if (ready != 1)
+            return ready;
+        count *= m_params.getTotalChannels();
+        // Every row takes the first description's sample size and all the
+        // channels, as the host lays its buffers out.
+        const unsigned bytesPerSample = m_params.audio[0].bytesPerSample;
+        for (size_t i = 0; i < streams; ++i) {
+            const std::vector<unsigned char>& buffer = audioBuffer(i);
+            const size_t wanted = std::min<size_t>(size_t(count) * bytesPerSample, buffer.size());
+            const unsigned char* data = buffer.data();
+            if (m_layout.swap24BitSound && m_params.audio[0].bitsPerSample == 24) {
+                std::vector<unsigned char>& swapped = m_swapped[i];
+                swapped.assign(buffer.begin(), buffer.begin() + std::ptrdiff_t(wanted));
+                for (size_t at = 0; at + 3 <= swapped.size(); at += 3)
+                    std::swap(swapped[at], swapped[at + 2]);
+                data = swapped.data();
+            }
+            m_rows[m_layout.firstAudioRow + i] = {data, uint32_t(wanted), 0, 0};
+        }
+    }
+    return HcErrFromCvResult(writeRows(m_rows.data(), unsigned(m_rows.size())));
+}
+
+} // namespace CvWrappers

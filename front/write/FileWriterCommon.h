@@ -1,0 +1,66 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "frame/CvResult.h"
+#include "frame/TrackRecords.h"
+#include "host/FileReaderResource.h"
+
+namespace CvWrappers {
+
+// What the three writer resources share: their names, and the per-file
+// settings that travel to a track as a small XML fragment.
+class FileWriterCommon : public Hc::FileWriterResource {
+public:
+    FileWriterCommon(std::string name, std::string code, std::vector<std::string> formats)
+        : FileWriterResource(std::move(formats)), m_name(std::move(name)), m_code(std::move(code))
+    {
+    }
+    std::string resourceName() const override { return m_name; }
+    std::string resourceCode() const override { return m_code; }
+
+    // Appends <tag>value</tag> for the setting `key`, unescaped, when it has
+    // a value.
+    static void addMetadata(std::wstring& xml, const configb& config, const std::string& key, const std::string& tag);
+    // Gives the track the fragment as zero-terminated 32-bit characters.
+    static void assignXMLMetadata(const std::wstring& text, Corvidane::TrackStructuralData& track);
+
+private:
+    std::string m_name;
+    std::string m_code;
+};
+
+// The write loop the per-file objects share: each call pairs one video frame
+// with the audio that goes with it, fills one row per track and hands the
+// rows to the container writer. Owns the tracks and the rows.
+class WriteLoop : public Hc::FileInfoBase {
+public:
+    struct Layout {
+        unsigned timecodeRow;
+        unsigned videoRow;
+        unsigned firstAudioRow;
+        // QuickTime stores 24-bit sound big-endian.
+        bool swap24BitSound;
+    };
+    WriteLoop(std::vector<Corvidane::TrackStructuralData> tracks, const Hc::FileWriterParams& params, Layout layout);
+    ~WriteLoop() override;
+    WriteLoop(const WriteLoop&) = delete;
+    WriteLoop& operator=(const WriteLoop&) = delete;
+
+    int writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType) override;
+
+protected:
+    // Hands the filled rows to the container writer.
+    virtual CvResult writeRows(Corvidane::TrackData* rows, unsigned count) = 0;
+
+private:
+    std::vector<Corvidane::TrackStructuralData> m_tracks;
+    std::vector<Corvidane::TrackData> m_rows;
+    Hc::FileWriterParams m_params;
+    Layout m_layout;
+    uint32_t m_timecodeSample = 0;
+    std::vector<std::vector<unsigned char>> m_swapped;
+};
+
+} // namespace CvWrappers

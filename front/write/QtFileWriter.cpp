@@ -1,0 +1,124 @@
+#include "front/write/QtFileWriter.h"
+
+#include <cstdlib>
+
+#include "frame/ColourPairs.h"
+#include "frame/FourCC.h"
+#include "frame/Rates.h"
+#include "host/FrameRates.h"
+
+using Corvidane::fourCC;
+
+namespace qt {
+
+namespace {
+
+std::string setting(const configb& config, const char* key)
+{
+    std::string value;
+    return config.in(key, value) == 1 ? value : std::string();
+}
+
+unsigned settingNumber(const configb& config, const char* key)
+{
+    return unsigned(std::strtoul(setting(config, key).c_str(), nullptr, 10));
+}
+
+// A four character code written as its letters; `fallback` for none.
+uint32_t codeOf(const std::string& text, uint32_t fallback)
+{
+    if (text.size() != 4)
+        return fallback;
+    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
+           uint32_t(uint8_t(text[3])) << 24;
+}
+
+} // namespace
+
+int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& params, Hc::FileInfoBase*& file)
+{
+    file = nullptr;
+    const unsigned audioCount = unsigned(params.audio.size());
+    const unsigned count = (audioCount + 2) & 0xFFFF;
+    if (count < 2)
+        return 0;
+    std::vector<Corvidane::TrackStructuralData> tracks(count, Corvidane::TrackStructuralData{});
+    const unsigned timecodeRow = audioCount + 1;
+    const configb& config = params.config;
+
+    // Timecode: the rate of "TcFps", counted from "TcStartFrame".
+    Corvidane::TrackStructuralData& timecode = tracks[timecodeRow];
+    timecode.streamType = Corvidane::StreamTimecode;
+    Hc::getFrameRateFraction(settingNumber(config, "TcFps"), timecode.timecode.rateNumerator,
+                             timecode.timecode.rateDenominator);
+    timecode.timecode.startFrame = settingNumber(config, "TcStartFrame");
+    timecode.timecode.dropFrame = uint8_t(settingNumber(config, "drop") != 0);
+
+    Corvidane::TrackStructuralData& video = tracks[0];
+    video.streamType = Corvidane::StreamVideo;
+    Corvidane::VideoStructuralData& v = video.video;
+    v.fourcc = codeOf(setting(config, "codec_type"), params.compression);
+    std::wstring xml;
+    addMetadata(xml, config, "reelid", "source_reel");
+    if (!xml.empty())
+        assignXMLMetadata(xml, video);
+    const bool dvFamily = v.fourcc == fourCC("dvsd") || v.fourcc == fourCC("dv25") || v.fourcc == fourCC("dv50") ||
+                          v.fourcc == fourCC("PPG2");
+    v.height = dvFamily && params.height == 486 ? 480 : params.height;
+    v.width = params.width;
+    if (params.compression == 1244)
+        v.width = 1440;
+    else if (v.fourcc == fourCC("dvh1") && params.width == 1920)
+        v.width = params.frameRate == Hc::Rate25 ? 1440 : params.frameRate == Hc::Rate30 ? 1280 : params.width;
+    else if (v.fourcc == fourCC("dvh1") && params.width == 1280)
+        v.width = 960;
+    v.activeWidth = settingNumber(config, "activeWidth");
+    v.activeHeight = settingNumber(config, "activeHeight");
+    v.bitsPerPixel = Corvidane::getBppForFCC(v.fourcc);
+    v.stride = params.stride;
+    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
+    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
+    v.gopSize = v.gopPeriod = 1;
+    v.dataRate = params.frameSize;
+    if (params.compression == fourCC("apxx"))
+        v.flags = Corvidane::VideoFollowGuidelines;
+    if (params.compression == fourCC("AVdr"))
+        v.resolutionId = codeOf(setting(config, "codec_type"), fourCC("AVdr"));
+    v.aspect = params.aspectRatio == 1 ? 0x00040003u : params.aspectRatio == 2 ? 0x00100009u : 0x00010001u;
+    const Corvidane::ColourPairT colour =
+        Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
+    v.colourPrimaries = uint32_t(colour.first);
+    v.transferCharacteristic = uint32_t(colour.second);
+
+    for (unsigned i = 0; i < audioCount; ++i) {
+        const Hc::AudioStreamDescription& stream = params.audio[i];
+        Corvidane::TrackStructuralData& audio = tracks[1 + i];
+        audio.streamType = Corvidane::StreamAudio;
+        audio.audio.format = 1;
+        audio.audio.channels = uint16_t(stream.channels);
+        audio.audio.sampleRate = stream.sampleRate;
+        audio.audio.bitsPerSample = uint16_t(stream.bitsPerSample);
+        audio.audio.samplesPerPacket = 1;
+        audio.audio.blockAlign = uint16_t(stream.channels * stream.bytesPerSample);
+        audio.audio.bytesPerSecond = uint32_t(audio.audio.blockAlign) * stream.sampleRate;
+    }
+
+    // A ProRes export of a known length reserves its index for it.
+    unsigned maxFrames = 0;
+    const double duration = std::atof(setting(config, "Duration").c_str());
+    if (params.compression == fourCC("apxx") && duration > 0)
+        maxFrames = unsigned(duration * Hc::getFramesPerSecond(params.frameRate) + 0.5);
+
+    auto writer = std::make_unique<Corvidane::QuickTime::FileWriter>();
+    const CvResult created = writer->create(name, tracks.data(), int(count), maxFrames, true);
+    if (!isSuccess(created)) {
+        for (Corvidane::TrackStructuralData& track : tracks)
+            Corvidane::freeExtendedData(track);
+        return HcErrFromCvResult(created);
+    }
+    file = new FileInfo(std::move(writer), std::move(tracks), params,
+                        CvWrappers::WriteLoop::Layout{timecodeRow, 0, 1, true});
+    return file->initialise();
+}
+
+} // namespace qt

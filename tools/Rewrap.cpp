@@ -1,0 +1,169 @@
+#include "tools/Rewrap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <unistd.h>
+
+#include "frame/FourCC.h"
+#include "frame/Text.h"
+#include "frame/TrackRecords.h"
+#include "frame/Utf8.h"
+#include "host/FrameRates.h"
+#include "tools/PluginHost.h"
+#include "tools/Probe.h"
+#include "tools/ReadFrames.h"
+
+namespace {
+
+// The writer resource whose formats hold the output's extension.
+Hc::FileWriterResource* writerFor(PluginHost& host, const std::string& output)
+{
+    std::string extension = std::filesystem::path(output).extension().string();
+    extension = Corvidane::toUpper(extension.empty() ? extension : extension.substr(1));
+    for (HcComponentBase* resource : host.plugin().resources())
+        if (Hc::FileWriterResource* writer = resource->asFileWriter())
+            for (const std::string& format : writer->formats())
+                if (format == extension)
+                    return writer;
+    return nullptr;
+}
+
+// The writer's frame type bits of an index entry's: P and B swap places.
+uint32_t writerFrameType(unsigned short type)
+{
+    uint32_t bits = 0;
+    if (type & Corvidane::FrameSequenceHeader)
+        bits |= Corvidane::HalcSequenceHeader;
+    if (type & Corvidane::FrameKey)
+        bits |= Corvidane::HalcIFrame;
+    if (type & Corvidane::FramePredicted)
+        bits |= Corvidane::HalcPFrame;
+    if (type & Corvidane::FrameBidirectional)
+        bits |= Corvidane::HalcBFrame;
+    return bits;
+}
+
+// What the editor would tell the writer of a file like the source.
+Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& soundStreams)
+{
+    const PlayFileMetadataRep& video = source.videoMetadata();
+    Hc::FileWriterParams params;
+    params.compression = video.format;
+    params.frameRate = video.frameRate;
+    params.width = video.width;
+    params.height = video.height;
+    params.stride = video.stride;
+    params.scanMode = video.scanMode;
+    params.aspectRatio = video.aspectRatio;
+    params.colorimetry = video.colorimetry;
+    params.config.set("codec_type", Corvidane::fourCCToString(video.format));
+    if (source.timecodeRate() > 0) {
+        params.config.set("TcFps", std::to_string(Hc::getEquivalentHcFrameRate(source.timecodeRate())));
+        params.config.set("TcStartFrame", std::to_string(source.startTimecode()));
+        params.config.set("drop", source.isDropFrame() ? "1" : "0");
+    }
+    const std::vector<Aud::Metadata>& audio = source.audioMetadata();
+    for (unsigned i = 0; i < audio.size(); ++i) {
+        if (!audio[i].isPCM()) {
+            std::fprintf(stderr, "cvtool rewrap: sound stream %u isn't PCM, and is left out\n", i);
+            continue;
+        }
+        soundStreams.push_back(i);
+        params.audio.push_back({audio[i].channels, audio[i].sampleRate, audio[i].stride, audio[i].bitsPerSample});
+    }
+    return params;
+}
+
+} // namespace
+
+int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
+{
+    if (args.size() != 2)
+        return 2;
+    const std::string& input = args[0];
+    const std::string& output = args[1];
+    Hc::FileReaderResource* reader = host.fileReader();
+    Hc::FileWriterResource* writer = writerFor(host, output);
+    if (!reader || !writer) {
+        std::fprintf(stderr, "cvtool rewrap: the plug-in offers no %s for %s\n", reader ? "writer" : "reader",
+                     reader ? output.c_str() : input.c_str());
+        return 1;
+    }
+    std::unique_ptr<FileReadInstance> source = openLikeTheEditor(*reader, Corvidane::fromUtf8(input));
+    if (!source || source->videoStream() < 0) {
+        std::fprintf(stderr, "cvtool rewrap: %s: %s\n", input.c_str(),
+                     source ? "no pictures to write" : "the plug-in can't open this file");
+        return 1;
+    }
+    std::vector<unsigned> soundStreams;
+    const Hc::FileWriterParams params = paramsOf(*source, soundStreams);
+    Hc::FileInfoBase* created = nullptr;
+    const int opened = writer->openFile(Corvidane::fromUtf8(output), params, created);
+    std::unique_ptr<Hc::FileInfoBase> target(created);
+    if (opened != 1 || !target) {
+        std::fprintf(stderr, "cvtool rewrap: %s: the writer refused it (%d)\n", output.c_str(), opened);
+        return 1;
+    }
+
+    // Each frame takes the sound up to its end time, stream by stream.
+    const PlayFileMetadataRep& video = source->videoMetadata();
+    const double rate = Hc::getFramesPerSecond(video.frameRate);
+    uint64_t framesGiven = 0, taken = 0;
+    std::string error;
+    target->setAudioSource([&](unsigned& count, std::vector<std::vector<unsigned char>>& buffers) {
+        const Aud::Metadata& first = source->audioMetadata()[soundStreams[0]];
+        const uint64_t end = std::min<uint64_t>(uint64_t(std::llround(double(++framesGiven) * first.sampleRate / rate)),
+                                                uint64_t(std::max<int64_t>(first.length, 0)));
+        count = unsigned(end > taken ? end - taken : 0);
+        buffers.assign(soundStreams.size(), {});
+        for (size_t i = 0; i < soundStreams.size() && count; ++i) {
+            Ptr<ByteBufferImpl> buffer;
+            Ptr<AudioReadRequest> request(new AudioReadRequest(soundStreams[i], taken, count));
+            const int code = source->readAudio(buffer, request);
+            if ((code != 1 && code != 11) || !buffer) {
+                error = "sound at " + std::to_string(taken) + ": " + narrow(source->containerReader()->getLastError());
+                return 0;
+            }
+            buffers[i].assign(buffer->content(), buffer->content() + buffer->size());
+        }
+        taken = end;
+        return 1;
+    });
+
+    const unsigned origin = source->getVideoOrigin();
+    const unsigned end = unsigned(std::max<int64_t>(video.length, 0)) + origin;
+    const bool terminal = isatty(STDERR_FILENO);
+    VideoFrames pictures(*source);
+    unsigned written = origin;
+    for (unsigned frame = origin; frame < end; ++frame) {
+        if (frame < written)
+            continue;
+        if (!pictures.read(frame, error)) {
+            std::fprintf(stderr, "\ncvtool rewrap: %s: %s\n", input.c_str(), error.c_str());
+            return 1;
+        }
+        for (unsigned sample : pictures.samples()) {
+            if (sample < written || sample >= end)
+                continue;
+            const ByteBufferImpl* bytes = pictures.sample(sample);
+            target->setPresentationIndex(pictures.shownAs(sample) - origin);
+            const int code = target->writeSurface(bytes->content(), unsigned(bytes->size()),
+                                                  writerFrameType(pictures.frameType(sample)));
+            if (code != 1) {
+                std::fprintf(stderr, "\ncvtool rewrap: frame %u: %s\n", sample,
+                             error.empty() ? "the writer refused it" : error.c_str());
+                return 1;
+            }
+            written = sample + 1;
+            if (terminal && (written % 25 == 0 || written == end))
+                std::fprintf(stderr, "\rrewrap: frame %u of %u", written - origin, end - origin);
+        }
+    }
+    if (terminal)
+        std::fprintf(stderr, "\n");
+    target.reset();
+    return 0;
+}
