@@ -8,6 +8,7 @@
 #include "frame/FourCC.h"
 #include "frame/Utf8.h"
 #include "front/read/FileInfo.h"
+#include "host/FrameRates.h"
 #include "host/Log.h"
 #include "support/DriverFixture.h"
 #include "support/ScriptedReader.h"
@@ -82,6 +83,14 @@ TEST_F(FileInfoTest, ScanModeFromPolarityBySize)
         ASSERT_EQ(open(), 1);
         EXPECT_EQ(video().scanMode, c.scanMode) << c.width << "x" << c.height << " polarity " << c.polarity;
     }
+}
+
+TEST_F(FileInfoTest, AFileWithoutARateTakesTheProjectsAndSaysSo)
+{
+    m_reader->streams[0].rate = 0;
+    ASSERT_EQ(open(), 1);
+    EXPECT_NE(m_log.find("Failed to read video frame rate for clip.mov"), std::string::npos) << m_log;
+    EXPECT_EQ(video().frameRate, Hc::CurrentProject::getDefaultVideoFrameRate());
 }
 
 TEST_F(FileInfoTest, UnknownLengthIsADayOfFramesLessOne)
