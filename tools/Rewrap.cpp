@@ -1,6 +1,7 @@
 #include "tools/Rewrap.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -136,6 +137,7 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
     const unsigned origin = source->getVideoOrigin();
     const unsigned end = unsigned(std::max<int64_t>(video.length, 0)) + origin;
     const bool terminal = isatty(STDERR_FILENO);
+    const auto started = std::chrono::steady_clock::now();
     VideoFrames pictures(*source);
     unsigned written = origin;
     for (unsigned frame = origin; frame < end; ++frame) {
@@ -158,8 +160,13 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
                 return 1;
             }
             written = sample + 1;
-            if (terminal && (written % 25 == 0 || written == end))
-                std::fprintf(stderr, "\rrewrap: frame %u of %u", written - origin, end - origin);
+            if (terminal && (written % 25 == 0 || written == end)) {
+                const double seconds =
+                    std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+                const double rate = seconds > 0 ? (written - origin) / seconds : 0;
+                std::fprintf(stderr, "\rrewrap: frame %u of %u, %.0f frames/s, %.0f s left   ", written - origin,
+                             end - origin, rate, rate > 0 ? (end - written) / rate : 0.0);
+            }
         }
     }
     if (terminal)
