@@ -82,10 +82,20 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
 
 int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
 {
-    if (args.size() != 2)
+    std::vector<std::string> paths;
+    bool indexLast = false;
+    for (const std::string& arg : args) {
+        if (arg == "--index-last")
+            indexLast = true;
+        else if (arg.rfind("--", 0) == 0)
+            return 2;
+        else
+            paths.push_back(arg);
+    }
+    if (paths.size() != 2)
         return 2;
-    const std::string& input = args[0];
-    const std::string& output = args[1];
+    const std::string& input = paths[0];
+    const std::string& output = paths[1];
     Hc::FileReaderResource* reader = host.fileReader();
     Hc::FileWriterResource* writer = writerFor(host, output);
     if (!reader || !writer) {
@@ -100,7 +110,9 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
         return 1;
     }
     std::vector<unsigned> soundStreams;
-    const Hc::FileWriterParams params = paramsOf(*source, soundStreams);
+    Hc::FileWriterParams params = paramsOf(*source, soundStreams);
+    if (indexLast)
+        params.config.set("index_last", "1");
     Hc::FileInfoBase* created = nullptr;
     const int opened = writer->openFile(Corvidane::fromUtf8(output), params, created);
     std::unique_ptr<Hc::FileInfoBase> target(created);

@@ -31,7 +31,7 @@ const char* usage =
     "                                          each frame's audio in between)\n"
     "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5, and\n"
     "                                          the size and md5 of the bytes the editor receives\n"
-    "  rewrap SOURCE OUTPUT.mov                read SOURCE as the editor does and write it through the writer\n"
+    "  rewrap [--index-last] SOURCE OUTPUT.mov read SOURCE as the editor does and write it through the writer\n"
     "                                          resource of OUTPUT's container\n"
     "  extract [--stream N] SOURCE OUTPUT      write one stream's essence as the editor receives it: video\n"
     "                                          samples in coded order (AVC as a byte stream), audio samples\n"

@@ -110,7 +110,10 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
         maxFrames = unsigned(duration * Hc::getFramesPerSecond(params.frameRate) + 0.5);
 
     auto writer = std::make_unique<Corvidane::QuickTime::FileWriter>();
-    const CvResult created = writer->create(name, tracks.data(), int(count), maxFrames, true);
+    // The index goes ahead of the samples unless the caller asks for it last
+    // (a setting of ours, for files that needn't be read while written).
+    const bool indexFirst = settingNumber(config, "index_last") == 0;
+    const CvResult created = writer->create(name, tracks.data(), int(count), maxFrames, indexFirst);
     if (!isSuccess(created)) {
         for (Corvidane::TrackStructuralData& track : tracks)
             Corvidane::freeExtendedData(track);

@@ -19,9 +19,9 @@ std::string run(const std::string& command)
     return out;
 }
 
-void rewrap(const std::string& source, const std::string& output)
+void rewrap(const std::string& source, const std::string& output, const std::string& options = "")
 {
-    run("HC_LOG_FILE=/dev/null " + shellQuote(CVTOOL_PATH) + " rewrap " + shellQuote(source) + " " +
+    run("HC_LOG_FILE=/dev/null " + shellQuote(CVTOOL_PATH) + " rewrap " + options + shellQuote(source) + " " +
         shellQuote(output) + " 2>&1");
 }
 
@@ -35,19 +35,26 @@ std::string md5Of(const std::string& command) { return run(command + " | md5sum"
 
 TEST(Rewrap, ProResWithSoundAndTimecodeToAMovieKeepsEverySampleAndTheTimecode)
 {
-    TempDir dir;
-    const std::string source = testMedia("prores_pcm24_tc.mov");
-    const std::string copy = dir.file("copy.mov");
-    rewrap(source, copy);
-    const std::string packets = videoPackets(source);
-    ASSERT_FALSE(packets.empty());
-    EXPECT_EQ(videoPackets(copy), packets);
-    const std::string sound = " -map 0:a:0 -f s24le - ";
-    EXPECT_EQ(md5Of("ffmpeg -v error -i " + shellQuote(copy) + sound),
-              md5Of("ffmpeg -v error -i " + shellQuote(source) + sound));
-    const std::string timecode = "ffprobe -v error -show_entries stream_tags=timecode -of csv=p=0 ";
-    EXPECT_EQ(run(timecode + shellQuote(copy)).substr(0, 11), "01:00:00:00");
-    EXPECT_EQ(run("mediainfo " + shellQuote(copy) + " | grep -ciE 'truncated|error' || true"), "0\n");
+    for (const char* layout : {"", "--index-last "}) {
+        SCOPED_TRACE(layout);
+        TempDir dir;
+        const std::string source = testMedia("prores_pcm24_tc.mov");
+        const std::string copy = dir.file("copy.mov");
+        rewrap(source, copy, layout);
+        const std::string packets = videoPackets(source);
+        ASSERT_FALSE(packets.empty());
+        EXPECT_EQ(videoPackets(copy), packets);
+        const std::string sound = " -map 0:a:0 -f s24le - ";
+        EXPECT_EQ(md5Of("ffmpeg -v error -i " + shellQuote(copy) + sound),
+                  md5Of("ffmpeg -v error -i " + shellQuote(source) + sound));
+        const std::string timecode = "ffprobe -v error -show_entries stream_tags=timecode -of csv=p=0 ";
+        EXPECT_EQ(run(timecode + shellQuote(copy)).substr(0, 11), "01:00:00:00");
+        EXPECT_EQ(run("mediainfo " + shellQuote(copy) + " | grep -ciE 'truncated|error' || true"), "0\n");
+        // Where the index lies: ahead of the samples, or behind them.
+        const std::string atoms = run("ffprobe -v trace -i " + shellQuote(copy) +
+                                      " 2>&1 | grep -oE \"type:'(moov|mdat)'\" | head -n 2");
+        EXPECT_EQ(atoms.find("moov") < atoms.find("mdat"), std::string(layout).empty()) << atoms;
+    }
 }
 
 TEST(Rewrap, AvcFromMp4DecodesToTheSameFrames)
