@@ -2,20 +2,18 @@
 
 #include <algorithm>
 
-#include "frame/MediaFileReader.h"
 
 void IndexInfoRep::initFrameIndexes()
 {
     m_firstValid = m_validCount = 0;
-    const size_t count = std::min({decodeOrder.size(), presentationOrder.size(), frameOrder.size()});
-    size_t key = 0;
-    while (key < count && (frameOrder[key] & Corvidane::FrameKey) == 0)
-        ++key;
-    if (key == count)
+    const size_t count = std::min(decodeOrder.size(), presentationOrder.size());
+    if (count == 0)
         return;
-    m_firstValid = presentationOrder[key];
+    // A block starts at a key frame in coded order; what it shows first is
+    // the first place from which every frame can be decoded.
+    m_firstValid = presentationOrder[0];
     std::vector<unsigned> shown;
-    for (size_t i = key; i < count; ++i)
+    for (size_t i = 0; i < count; ++i)
         if (presentationOrder[i] >= m_firstValid)
             shown.push_back(presentationOrder[i]);
     std::sort(shown.begin(), shown.end());

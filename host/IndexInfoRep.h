@@ -5,15 +5,16 @@
 #include "host/Ptr.h"
 
 // The host's account of one block of a long-GOP stream: the samples read in
-// coded order, the frame each shows, and their frame types. A frame is valid
-// when it can be decoded from the block alone: from the display place of the
-// block's first key frame on, up to the last place shown without a gap.
+// coded order from a key frame, the frame each shows, and the reader's third
+// word for each (a frame type, or a place in the block, by container). A frame
+// is valid when it can be decoded from the block alone: from the place the key
+// frame shows on, up to the last place shown without a gap.
 class IndexInfoRep : public RefCounted {
 public:
     std::vector<unsigned> decodeOrder;
     std::vector<unsigned> presentationOrder;
     std::vector<unsigned short> frameOrder;
-    // Frames shown before the block's first key frame: an open GOP's leading
+    // Frames shown before the block's key frame: an open GOP's leading
     // frames, which need the GOP before.
     unsigned leadingFrames = 0;
 

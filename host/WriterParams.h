@@ -32,6 +32,9 @@ struct FileWriterParams {
     int colorimetry = 0;
     // Kilobits per second of a constant-rate coding, as the encoder tells it.
     unsigned frameSize = 0;
+    // The pictures' GOP and the spacing of its anchors; 1 for intra-only.
+    unsigned gopLength = 1;
+    unsigned gopAnchorDistance = 1;
     std::vector<AudioStreamDescription> audio;
     configb config;
 

@@ -34,6 +34,7 @@ bool VideoFrames::read(unsigned frame, std::string& error)
 {
     m_buffers.clear();
     m_samples.clear();
+    m_types.clear();
     Ptr<IndexInfoRep> index;
     m_file.hcFileIxCache_open(index, frame);
     m_index = index;
@@ -52,15 +53,22 @@ bool VideoFrames::read(unsigned frame, std::string& error)
         // alone is its own sample.
         m_samples.push_back(index && i < index->decodeOrder.size() ? index->decodeOrder[i] : frame + unsigned(i));
     }
+    // The frame types as the container's index has them, asked while the
+    // picture stream is the reader's current one.
+    m_types.clear();
+    for (unsigned sample : m_samples) {
+        Corvidane::IndexEntry entry;
+        m_types.push_back(isSuccess(m_file.containerReader()->getIndexEntry(sample, entry)) ? entry.frameType
+                                                                                          : Corvidane::FrameKey);
+    }
     return true;
 }
 
 unsigned short VideoFrames::frameType(unsigned sample) const
 {
-    if (m_index)
-        for (size_t i = 0; i < m_index->decodeOrder.size() && i < m_index->frameOrder.size(); ++i)
-            if (m_index->decodeOrder[i] == sample)
-                return m_index->frameOrder[i];
+    for (size_t i = 0; i < m_samples.size() && i < m_types.size(); ++i)
+        if (m_samples[i] == sample)
+            return m_types[i];
     return Corvidane::FrameKey;
 }
 

@@ -24,6 +24,7 @@ private:
     FileReadInstance& m_file;
     std::vector<Ptr<ByteBufferImpl>> m_buffers;
     std::vector<unsigned> m_samples;
+    std::vector<unsigned short> m_types;
     Ptr<IndexInfoRep> m_index;
 };
 

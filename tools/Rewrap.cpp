@@ -12,6 +12,7 @@
 #include "frame/Text.h"
 #include "frame/TrackRecords.h"
 #include "frame/Utf8.h"
+#include "host/FormatCodes.h"
 #include "host/FrameRates.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
@@ -52,7 +53,9 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
 {
     const PlayFileMetadataRep& video = source.videoMetadata();
     Hc::FileWriterParams params;
-    params.compression = video.format;
+    // The host names a coding by the code it plays it as: every AVC name is
+    // "avc1", which the movie writer stores in its own form.
+    params.compression = Hc::lookupPlayoutFCC(video.format);
     params.frameRate = video.frameRate;
     params.width = video.width;
     params.height = video.height;
@@ -60,7 +63,9 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
     params.scanMode = video.scanMode;
     params.aspectRatio = video.aspectRatio;
     params.colorimetry = video.colorimetry;
-    params.config.set("codec_type", Corvidane::fourCCToString(video.format));
+    params.gopLength = std::max<unsigned>(video.gopLength, 1);
+    params.gopAnchorDistance = std::max<unsigned>(video.gopAnchorDistance, 1);
+    params.config.set("codec_type", Corvidane::fourCCToString(params.compression));
     if (source.timecodeRate() > 0) {
         params.config.set("TcFps", std::to_string(Hc::getEquivalentHcFrameRate(source.timecodeRate())));
         params.config.set("TcStartFrame", std::to_string(source.startTimecode()));
@@ -103,6 +108,10 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
                      reader ? output.c_str() : input.c_str());
         return 1;
     }
+    if (std::filesystem::exists(output)) {
+        std::fprintf(stderr, "cvtool rewrap: %s exists; remove it first\n", output.c_str());
+        return 1;
+    }
     std::unique_ptr<FileReadInstance> source = openLikeTheEditor(*reader, Corvidane::fromUtf8(input));
     if (!source || source->videoStream() < 0) {
         std::fprintf(stderr, "cvtool rewrap: %s: %s\n", input.c_str(),
@@ -141,6 +150,12 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
                 return 0;
             }
             buffers[i].assign(buffer->content(), buffer->content() + buffer->size());
+            // The host's mixer hands the writer little-endian samples.
+            const Aud::Metadata& sound = source->audioMetadata()[soundStreams[i]];
+            if (sound.bigEndian && sound.stride > 1)
+                for (size_t at = 0; at + sound.stride <= buffers[i].size(); at += sound.stride)
+                    std::reverse(buffers[i].begin() + std::ptrdiff_t(at),
+                                 buffers[i].begin() + std::ptrdiff_t(at + sound.stride));
         }
         taken = end;
         return 1;

@@ -49,11 +49,16 @@ void FileInfo::hcFileIxCache_open(Ptr<IndexInfoRep>& out, unsigned frame)
         if (count == 0)
             return;
     }
-    // An open GOP's last frames wait for the next GOP's anchor.
+    // An open GOP's last frames wait for the next GOP's anchor; the stream's
+    // end bounds the block, whatever the reader would give past it.
     if (reader.getIsOpenGop(m_videoStream)) {
         m_metadata.fixedGop = false;
         count += m_metadata.gopAnchorDistance;
     }
+    const unsigned samples = reader.get_Length(m_videoStream);
+    count = std::min(count, samples > start ? samples - start : 0u);
+    if (count == 0)
+        return;
     Ptr<IndexInfoRep> block = readBlock(start, count);
     if (!block)
         return;
@@ -95,6 +100,9 @@ int FileInfo::readVideo(std::vector<Ptr<iMemHolder>>& buffers, unsigned frame, P
             return 0;
     }
     Corvidane::MediaFileReader& reader = *m_reader;
+    // A GOP read without its block stops at the stream's end.
+    const unsigned samples = reader.get_Length(m_videoStream);
+    count = std::min(count, samples > frame ? samples - frame : 0u);
     int code = 1;
     for (unsigned i = 0; i < count; ++i) {
         const unsigned sample = frame + i;

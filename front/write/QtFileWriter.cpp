@@ -1,5 +1,6 @@
 #include "front/write/QtFileWriter.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "frame/ColourPairs.h"
@@ -78,7 +79,10 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     v.stride = params.stride;
     v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
     Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
-    v.gopSize = v.gopPeriod = 1;
+    // The host's own encoders for movies are intra-only; a long-GOP coding it
+    // hands over (a rewrap) names its GOP.
+    v.gopSize = std::max(params.gopLength, 1u);
+    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
     v.dataRate = params.frameSize;
     if (params.compression == fourCC("apxx"))
         v.flags = Corvidane::VideoFollowGuidelines;

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "quicktime/JsonValue.h"
+#include "quicktime/MediaName.h"
 #include "support/TempDir.h"
 #include "support/TestMedia.h"
 
@@ -56,6 +58,81 @@ TEST(Rewrap, ProResWithSoundAndTimecodeToAMovieKeepsEverySampleAndTheTimecode)
         EXPECT_EQ(atoms.find("moov") < atoms.find("mdat"), std::string(layout).empty()) << atoms;
     }
 }
+
+std::string keyFlags(const std::string& path)
+{
+    return run("ffprobe -v error -select_streams v:0 -show_entries packet=flags -of csv=p=0 " + shellQuote(path));
+}
+
+std::string decodedFrames(const std::string& path)
+{
+    return run("ffmpeg -v error -i " + shellQuote(path) +
+               " -map 0:v:0 -fps_mode passthrough -f framemd5 - | grep -v '^#' | awk -F, '{print $NF}'");
+}
+
+std::string decodedSound(const std::string& path)
+{
+    return run("ffmpeg -v error -i " + shellQuote(path) + " -map 0:a? -c:a pcm_s32le -f md5 -");
+}
+
+std::string timecodeOf(const std::string& path)
+{
+    const std::string tags = run("ffprobe -v error -show_entries stream_tags=timecode -of csv=p=0 " + shellQuote(path));
+    return tags.substr(0, tags.find_first_of(",\n"));
+}
+
+// Sources of every kind the movie writer takes, from movies and AVI files:
+// the copy holds the same coded pictures (H.264, which goes to a byte
+// stream and back, the same decoded frames and key frames), the same sound
+// and the same timecode, and our own reader agrees with ffprobe on it.
+class RewrapSources : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(RewrapSources, CopyHoldsTheSourcesPicturesSoundAndTimecode)
+{
+    TempDir dir;
+    const std::string source = testMedia(GetParam());
+    const std::string copy = dir.file("copy.mov");
+    rewrap(source, copy);
+    const bool avc = run("ffprobe -v error -select_streams v:0 -show_entries stream=codec_name -of csv=p=0 " +
+                         shellQuote(source)) == "h264\n";
+    if (avc) {
+        EXPECT_EQ(decodedFrames(copy), decodedFrames(source));
+        EXPECT_EQ(keyFlags(copy), keyFlags(source));
+    } else {
+        EXPECT_EQ(videoPackets(copy), videoPackets(source));
+    }
+    // PCM goes along; compressed sound, which the editor would decode first,
+    // is left out.
+    const std::string sound = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
+                                  shellQuote(source));
+    const std::string copied = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
+                                   shellQuote(copy));
+    if (sound.rfind("pcm_", 0) == 0)
+        EXPECT_EQ(decodedSound(copy), decodedSound(source));
+    else
+        EXPECT_EQ(copied, "");
+    // The movie always has a timecode track; without one to copy it starts at 0.
+    const std::string timecode = timecodeOf(source);
+    EXPECT_EQ(timecodeOf(copy), timecode.empty() ? "00:00:00:00" : timecode);
+    // Our reader lists the copy's pictures as ffprobe does.
+    const JsonValue probe =
+        parseJson(run(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(copy) + " 2>/dev/null"));
+    std::string ours;
+    for (const JsonValue& packet : probe["packets"].items)
+        if (packet["stream_index"].integer() == 0)
+            ours += packet["size"].text + "," + packet["flags"].text.substr(0, 1) + "," + packet["data_hash"].text + "\n";
+    std::string theirs = run("ffprobe -v error -select_streams v:0 -show_data_hash MD5 -show_entries "
+                             "packet=size,flags,data_hash -of csv=p=0 " + shellQuote(copy));
+    for (size_t at = theirs.find("_,"); at != std::string::npos; at = theirs.find("_,", at))
+        theirs.erase(at, 1);
+    EXPECT_EQ(ours, theirs);
+}
+
+INSTANTIATE_TEST_SUITE_P(Movies, RewrapSources,
+                         ::testing::Values("dnxhd.mov", "dnxhr.mov", "mpeg2_longgop.mov", "mjpeg_small.mov", "v210.mov",
+                                           "h264_dropframe.mov", "avi_dv_pal.avi", "avi_mjpeg_pcm16.avi",
+                                           "avi_mpeg2_gop.avi", "avi_h264.avi", "h264_aac.mp4"),
+                         mediaTestName);
 
 TEST(Rewrap, AvcFromMp4DecodesToTheSameFrames)
 {

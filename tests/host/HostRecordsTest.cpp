@@ -137,12 +137,12 @@ TEST(IndexInfoRep, LeadingFramesOfAnOpenGopAreNotValid)
     EXPECT_FALSE(block.containsValidFrame(16));
     EXPECT_EQ(block.getStartGopFrameIndex(), 10u);
 
-    IndexInfoRep noKey;
-    noKey.decodeOrder = {0, 1};
-    noKey.presentationOrder = {0, 1};
-    noKey.frameOrder = {16, 16};
-    noKey.initFrameIndexes();
-    EXPECT_EQ(noKey.getNumValidFrames(), 0u);
+    IndexInfoRep gap;
+    gap.decodeOrder = {0, 1, 2};
+    gap.presentationOrder = {0, 2, 3};
+    gap.frameOrder = {0, 0, 0};
+    gap.initFrameIndexes();
+    EXPECT_EQ(gap.getNumValidFrames(), 1u) << "a place not shown ends the valid run";
 }
 
 } // namespace
