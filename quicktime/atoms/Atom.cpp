@@ -20,13 +20,18 @@ uint64_t ContainerAtom::atomSize()
     return total;
 }
 
+// A part that writes fewer bytes than its size says fails the whole atom:
+// its siblings would otherwise land where its bytes were meant to be.
 size_t ContainerAtom::write(unsigned char* buffer, size_t capacity)
 {
     size_t position = internalWrite(buffer, capacity);
+    if (position != internalSize())
+        return 0;
     for (const auto& child : m_children) {
-        if (position > capacity)
-            break;
-        position += child->write(buffer + position, capacity - position);
+        const uint64_t size = child->atomSize();
+        if (size > capacity - position || child->write(buffer + position, capacity - position) != size)
+            return 0;
+        position += size_t(size);
     }
     return position;
 }

@@ -1,5 +1,6 @@
 #pragma once
 #include <algorithm>
+#include <memory>
 #include <type_traits>
 
 #include "frame/FourCC.h"
@@ -30,12 +31,21 @@ public:
         }
         return 0;
     }
-    virtual void addItem(const T& value)
+    // Appends a number or a record by value. A sample description is a class
+    // of many shapes: a copy into the base would slice it, so it can only be
+    // handed over whole.
+    template <typename U = T, std::enable_if_t<!std::is_polymorphic_v<U>, int> = 0>
+    void addItem(const T& value)
     {
         if constexpr (holdsNumbers)
             m_values.push_back(value);
         else
             this->m_items.push_back(std::make_unique<T>(value));
+    }
+    void addItem(std::unique_ptr<T> item)
+    {
+        if (item)
+            this->m_items.push_back(std::move(item));
     }
     size_t get_Count() const override { return holdsNumbers ? m_values.size() : this->m_items.size(); }
     virtual T* get_LastItem() { return this->m_items.empty() ? nullptr : this->m_items.back().get(); }

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
 #include <vector>
 
 #include "frame/FourCC.h"
 #include "quicktime/MovieBytes.h"
 #include "quicktime/atoms/Atom.h"
 #include "quicktime/atoms/HeaderAtoms.h"
+#include "quicktime/atoms/SampleDescriptors.h"
 #include "quicktime/atoms/SampleTables.h"
 
 using namespace Corvidane::QuickTime;
@@ -153,6 +155,57 @@ TEST(QuickTimeAtomTree, WriterTablesAndSmallAtoms)
     EXPECT_EQ(back.fromData(buffer.data(), 20), 20u);
     EXPECT_FLOAT_EQ(back.width, 1888.0f);
     EXPECT_FLOAT_EQ(back.height, 1062.0f);
+}
+
+} // namespace
+
+namespace {
+
+// A leaf that claims more bytes than it writes.
+class ShortLeaf : public Atom {
+protected:
+    uint64_t internalSize() override { return 16; }
+    size_t internalWrite(unsigned char* buffer, size_t capacity) override
+    {
+        if (capacity < 12)
+            return 0;
+        std::fill_n(buffer, 12, 0x55);
+        return 12;
+    }
+};
+
+TEST(QuickTimeAtomTree, AChildThatWritesShortFailsItsParent)
+{
+    auto trak = std::make_unique<AtomEx<ContainerAtom, QTAtom>>(fourCC("trak"));
+    trak->appendAtom(std::make_unique<ShortLeaf>());
+    trak->appendAtom(std::make_unique<AtomEx<Atom, TrackHeader>>());
+    AtomEx<ContainerAtom, QTAtom> moov(fourCC("moov"));
+    moov.appendAtom(std::move(trak));
+    std::vector<unsigned char> buffer(size_t(moov.atomSize()));
+    EXPECT_EQ(moov.write(buffer.data(), buffer.size()), 0u) << "the track header would have moved 4 bytes";
+}
+
+// Numbers and records go in by value; a sample description only whole, as
+// its own class, never sliced into the base.
+template <typename List, typename Item, typename = void>
+struct addsByValue : std::false_type {};
+template <typename List, typename Item>
+struct addsByValue<List, Item, std::void_t<decltype(std::declval<List&>().addItem(std::declval<const Item&>()))>>
+    : std::true_type {};
+
+TEST(QuickTimeAtomTree, SampleDescriptionsAreHandedOverWhole)
+{
+    static_assert(addsByValue<QTListEx<unsigned>, unsigned>::value, "numbers by value");
+    static_assert(addsByValue<QTListEx<Time2SampleItem>, Time2SampleItem>::value, "records by value");
+    static_assert(!addsByValue<QTListEx<SampleDescriptor>, VideoDescriptor>::value, "no slicing copy");
+    static_assert(!addsByValue<QTListEx<SampleDescriptor>, SampleDescriptor>::value, "no slicing copy");
+
+    QTListEx<SampleDescriptor> stsd(0, fourCC("stsd"));
+    auto video = std::make_unique<VideoDescriptor>();
+    const uint64_t videoSize = video->getSize();
+    stsd.addItem(std::move(video));
+    EXPECT_EQ(stsd.getSize(), 16 + videoSize) << "the entry keeps the size of its own class";
+    EXPECT_NE(dynamic_cast<const VideoDescriptor*>(stsd.item(0)), nullptr);
 }
 
 } // namespace
