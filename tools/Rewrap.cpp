@@ -66,6 +66,13 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
     params.gopLength = std::max<unsigned>(video.gopLength, 1);
     params.gopAnchorDistance = std::max<unsigned>(video.gopAnchorDistance, 1);
     params.config.set("codec_type", Corvidane::fourCCToString(params.compression));
+    // The length is known: the index is reserved for it.
+    const double rate = Hc::getFramesPerSecond(video.frameRate);
+    if (rate > 0 && video.length > 0) {
+        char seconds[32];
+        std::snprintf(seconds, sizeof seconds, "%.6f", double(video.length) / rate);
+        params.config.set("Duration", seconds);
+    }
     if (source.timecodeRate() > 0) {
         params.config.set("TcFps", std::to_string(Hc::getEquivalentHcFrameRate(source.timecodeRate())));
         params.config.set("TcStartFrame", std::to_string(source.startTimecode()));

@@ -9,7 +9,6 @@
 
 #include "frame/Utf8.h"
 #include "tools/AviWriteBench.h"
-#include "tools/QtWriteBench.h"
 #include "tools/Capture.h"
 #include "tools/Extract.h"
 #include "tools/Follow.h"
@@ -41,7 +40,7 @@ const char* usage =
     "                                          read FILE through the plug-in while it is being captured\n"
     "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n"
     "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n"
-    "  qtwritebench SOURCE OUTPUT              time rewrapping a movie's intra video and audio with the QuickTime writer\n"
+
     "  dump [--json] FILE                      list an MXF file's partitions and header metadata sets with their\n"
     "                                          properties and package graph\n";
 
@@ -197,8 +196,6 @@ int main(int argc, char** argv)
         return withUsage(indexBench(args));
     if (command == "aviwritebench")
         return withUsage(aviWriteBench(args));
-    if (command == "qtwritebench")
-        return withUsage(qtWriteBench(args));
     if (command == "follow") {
         if (!host.fileReader()) {
             std::fputs("cvtool: the plug-in offers no file reader\n", stderr);

@@ -107,10 +107,11 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
         audio.audio.bytesPerSecond = uint32_t(audio.audio.blockAlign) * stream.sampleRate;
     }
 
-    // A ProRes export of a known length reserves its index for it.
+    // A file of a known length reserves its index for that length, not for
+    // the largest file accepted.
     unsigned maxFrames = 0;
     const double duration = std::atof(setting(config, "Duration").c_str());
-    if (params.compression == fourCC("apxx") && duration > 0)
+    if (duration > 0)
         maxFrames = unsigned(duration * Hc::getFramesPerSecond(params.frameRate) + 0.5);
 
     auto writer = std::make_unique<Corvidane::QuickTime::FileWriter>();
