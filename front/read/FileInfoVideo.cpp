@@ -114,16 +114,16 @@ int FileInfo::readVideo(std::vector<Ptr<iMemHolder>>& buffers, unsigned frame, P
         Ptr<ByteBufferImpl> buffer(new ByteBufferImpl(capacity));
         unsigned offset = 0, size = 0;
         code = HcErrFromCvResult(reader.essenceRead(sample, 1, buffer->data(),
-                                                    unsigned(std::min<size_t>(capacity, UINT32_MAX)), offset, size));
+                                                    unsigned(std::min<size_t>(buffer->capacity(), UINT32_MAX)), offset, size));
         // An MXF element's place in the index covers its key and fill too:
         // the reader says what it needs, and gets it once.
         if (code == Hc::HostBufferTooSmall && size > entry.size) {
             capacity = size_t(size) + 2 * size_t(m_sectorSize) + 3 * getConfigSize();
             buffer = Ptr<ByteBufferImpl>(new ByteBufferImpl(capacity));
             code = HcErrFromCvResult(reader.essenceRead(sample, 1, buffer->data(),
-                                                        unsigned(std::min<size_t>(capacity, UINT32_MAX)), offset, size));
+                                                        unsigned(std::min<size_t>(buffer->capacity(), UINT32_MAX)), offset, size));
         }
-        if (code != 1 || uint64_t(offset) + size > capacity) {
+        if (code != 1 || uint64_t(offset) + size > buffer->capacity()) {
             std::wstring text = reader.getLastError();
             if (text.size() > loggedErrorLength)
                 text.resize(loggedErrorLength);
