@@ -66,6 +66,9 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
     params.gopLength = std::max<unsigned>(video.gopLength, 1);
     params.gopAnchorDistance = std::max<unsigned>(video.gopAnchorDistance, 1);
     params.config.set("codec_type", Corvidane::fourCCToString(params.compression));
+    std::string reel;
+    if (video.config.in("reel_id", reel) == 1 && !reel.empty())
+        params.config.set("reelid", reel);
     // The length is known: the index is reserved for it.
     const double rate = Hc::getFramesPerSecond(video.frameRate);
     if (rate > 0 && video.length > 0) {

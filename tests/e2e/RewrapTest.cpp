@@ -128,6 +128,17 @@ TEST_P(RewrapSources, CopyHoldsTheSourcesPicturesSoundAndTimecode)
     EXPECT_EQ(ours, theirs);
 }
 
+TEST(Rewrap, TheTapesNameAndTimecodeCarryOver)
+{
+    TempDir dir;
+    const std::string copy = dir.file("copy.mov");
+    rewrap(testMedia("mjpeg_reel_tc.mov"), copy);
+    const std::string tags =
+        run("ffprobe -v error -show_entries stream_tags=reel_name,timecode -of compact " + shellQuote(copy));
+    EXPECT_NE(tags.find("reel_name=REEL01"), std::string::npos) << tags;
+    EXPECT_NE(tags.find("timecode=10:00:00:00"), std::string::npos) << tags;
+}
+
 INSTANTIATE_TEST_SUITE_P(Movies, RewrapSources,
                          ::testing::Values("dnxhd.mov", "dnxhr.mov", "mpeg2_longgop.mov", "mjpeg_small.mov", "v210.mov",
                                            "h264_dropframe.mov", "avi_dv_pal.avi", "avi_mjpeg_pcm16.avi",

@@ -183,6 +183,10 @@ mxf_colour_*.mxf)
     colour=${colour%.mxf}
     ff $(video 64x48 25 0.12) -c:v jpeg2000 -pix_fmt yuv422p -color_primaries "${colour%%+*}" \
         -color_trc "${colour#*+}" $exact -f mxf "$tmp" ;;
+mjpeg_reel_tc.mov)
+    # A tape's name beside the timecode, as cameras and ingest tools write it.
+    ff $(video 320x240 25 1) -c:v mjpeg -q:v 5 -timecode 10:00:00:00 -metadata:s:v:0 reel_name=REEL01 $exact \
+        -f mov "$tmp" ;;
 front_sd_anamorphic.mov)
     # 4:3 PAL SD in non-square pixels: the movie says 16:15 in its pasp.
     ff $(video 720x576 25 1) -c:v mpeg2video -g 12 -b:v 4M -pix_fmt yuv422p -aspect 4:3 $exact -f mov "$tmp" ;;
