@@ -81,51 +81,54 @@ std::string timecodeOf(const std::string& path)
     return tags.substr(0, tags.find_first_of(",\n"));
 }
 
-// Sources of every kind the movie writer takes, from movies and AVI files:
-// the copy holds the same coded pictures (H.264, which goes to a byte
+// Sources of every kind the movie writer takes, from movies and AVI files,
+// with the index first and last: the copy holds the same coded pictures (H.264, which goes to a byte
 // stream and back, the same decoded frames and key frames), the same sound
 // and the same timecode, and our own reader agrees with ffprobe on it.
 class RewrapSources : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(RewrapSources, CopyHoldsTheSourcesPicturesSoundAndTimecode)
 {
-    TempDir dir;
-    const std::string source = testMedia(GetParam());
-    const std::string copy = dir.file("copy.mov");
-    rewrap(source, copy);
-    const bool avc = run("ffprobe -v error -select_streams v:0 -show_entries stream=codec_name -of csv=p=0 " +
-                         shellQuote(source)) == "h264\n";
-    if (avc) {
-        EXPECT_EQ(decodedFrames(copy), decodedFrames(source));
-        EXPECT_EQ(keyFlags(copy), keyFlags(source));
-    } else {
-        EXPECT_EQ(videoPackets(copy), videoPackets(source));
+    for (const char* layout : {"", "--index-last "}) {
+        SCOPED_TRACE(layout);
+        TempDir dir;
+        const std::string source = testMedia(GetParam());
+        const std::string copy = dir.file("copy.mov");
+        rewrap(source, copy, layout);
+        const bool avc = run("ffprobe -v error -select_streams v:0 -show_entries stream=codec_name -of csv=p=0 " +
+                             shellQuote(source)) == "h264\n";
+        if (avc) {
+            EXPECT_EQ(decodedFrames(copy), decodedFrames(source));
+            EXPECT_EQ(keyFlags(copy), keyFlags(source));
+        } else {
+            EXPECT_EQ(videoPackets(copy), videoPackets(source));
+        }
+        // PCM goes along; compressed sound, which the editor would decode first,
+        // is left out.
+        const std::string sound = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
+                                      shellQuote(source));
+        const std::string copied = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
+                                       shellQuote(copy));
+        if (sound.rfind("pcm_", 0) == 0)
+            EXPECT_EQ(decodedSound(copy), decodedSound(source));
+        else
+            EXPECT_EQ(copied, "");
+        // The movie always has a timecode track; without one to copy it starts at 0.
+        const std::string timecode = timecodeOf(source);
+        EXPECT_EQ(timecodeOf(copy), timecode.empty() ? "00:00:00:00" : timecode);
+        // Our reader lists the copy's pictures as ffprobe does.
+        const JsonValue probe =
+            parseJson(run(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(copy) + " 2>/dev/null"));
+        std::string ours;
+        for (const JsonValue& packet : probe["packets"].items)
+            if (packet["stream_index"].integer() == 0)
+                ours += packet["size"].text + "," + packet["flags"].text.substr(0, 1) + "," + packet["data_hash"].text + "\n";
+        std::string theirs = run("ffprobe -v error -select_streams v:0 -show_data_hash MD5 -show_entries "
+                                 "packet=size,flags,data_hash -of csv=p=0 " + shellQuote(copy));
+        for (size_t at = theirs.find("_,"); at != std::string::npos; at = theirs.find("_,", at))
+            theirs.erase(at, 1);
+        EXPECT_EQ(ours, theirs);
     }
-    // PCM goes along; compressed sound, which the editor would decode first,
-    // is left out.
-    const std::string sound = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
-                                  shellQuote(source));
-    const std::string copied = run("ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 " +
-                                   shellQuote(copy));
-    if (sound.rfind("pcm_", 0) == 0)
-        EXPECT_EQ(decodedSound(copy), decodedSound(source));
-    else
-        EXPECT_EQ(copied, "");
-    // The movie always has a timecode track; without one to copy it starts at 0.
-    const std::string timecode = timecodeOf(source);
-    EXPECT_EQ(timecodeOf(copy), timecode.empty() ? "00:00:00:00" : timecode);
-    // Our reader lists the copy's pictures as ffprobe does.
-    const JsonValue probe =
-        parseJson(run(shellQuote(CVTOOL_PATH) + " probe --packets --hash md5 " + shellQuote(copy) + " 2>/dev/null"));
-    std::string ours;
-    for (const JsonValue& packet : probe["packets"].items)
-        if (packet["stream_index"].integer() == 0)
-            ours += packet["size"].text + "," + packet["flags"].text.substr(0, 1) + "," + packet["data_hash"].text + "\n";
-    std::string theirs = run("ffprobe -v error -select_streams v:0 -show_data_hash MD5 -show_entries "
-                             "packet=size,flags,data_hash -of csv=p=0 " + shellQuote(copy));
-    for (size_t at = theirs.find("_,"); at != std::string::npos; at = theirs.find("_,", at))
-        theirs.erase(at, 1);
-    EXPECT_EQ(ours, theirs);
 }
 
 TEST(Rewrap, TheTapesNameAndTimecodeCarryOver)
