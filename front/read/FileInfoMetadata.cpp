@@ -434,7 +434,7 @@ void FileInfo::readFrameRate(const std::string& json, int64_t& length)
     handler->timescale = timescale;
     handler->minDuration = minDuration;
     handler->highestRate = m_metadata.highestRate;
-    length = int64_t(double(handler->getDuration()) / timescale * m_videoRate);
+    length = int64_t(std::min(double(handler->getDuration()) / timescale * m_videoRate, 9e18));
     if (m_metadata.isVariableFrameRate() || m_metadata.isNonStandardFrameRate()) {
         m_metadata.variableRate = handler;
         LogBoth("Detected variable/unusual frame rate: %.2f - %.2f\n", m_metadata.lowestRate, m_metadata.highestRate);
@@ -532,10 +532,10 @@ void FileInfo::readAudioMetadata()
         } else if (initAudioCodec(unsigned(i), audio.codecConfiguration) != Hc::HostNoCodec) {
             break;
         }
-        const bool perVideoFrame = reader.get_FileType() == fileTypeGrowing ||
-                                   (!reader.isClipWrapped() && m_videoStream >= 0 && m_videoRate != 0);
+        const bool perVideoFrame = m_videoRate > 0 && (reader.get_FileType() == fileTypeGrowing ||
+                                                       (!reader.isClipWrapped() && m_videoStream >= 0));
         if (perVideoFrame)
-            audio.length = int64_t(double(m_metadata.length) * audio.sampleRate / m_videoRate + 0.5);
+            audio.length = int64_t(std::min(double(m_metadata.length) * audio.sampleRate / m_videoRate + 0.5, 9e18));
         else
             audio.length = int64_t(reader.get_Length(int(m_firstAudioStream))) - audio.streamStartOffset;
         if (audio.dataType == audioDataTypeAac && !audio.codecConfiguration.empty())

@@ -195,8 +195,8 @@ void FileInfo::recalculateSize(unsigned length, unsigned& newLength)
         return;
     Aud::Metadata& audio = m_audio[0];
     const bool fromVideo = reader.get_FileType() == 6 || (!reader.isClipWrapped() && m_videoStream >= 0);
-    if (fromVideo && m_videoRate != 0)
-        audio.length = int64_t(double(usable) * audio.sampleRate / m_videoRate + 0.5);
+    if (fromVideo && m_videoRate > 0)
+        audio.length = int64_t(std::min(double(usable) * audio.sampleRate / m_videoRate + 0.5, 9e18));
     else if (!fromVideo)
         audio.length = int64_t(reader.get_Length(int(m_firstAudioStream))) - audio.streamStartOffset;
 }
