@@ -19,7 +19,7 @@ class ByteBufferImpl : public iMemHolder {
 public:
     // No coded sample or run of sound comes near this; a size past it comes
     // from a damaged index, and gets no memory.
-    static constexpr size_t largest = size_t(1) << 30;
+    static constexpr size_t largest = size_t(1) << 28;
 
     // The memory is not cleared: a reader fills what it uses. Memory that
     // can't be had leaves a buffer of no capacity, which no read fits.
