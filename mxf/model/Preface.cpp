@@ -20,6 +20,7 @@ void CMxf_SM_PrefaceSet::assign(const CMxf_SM_PrefaceSet& other)
     identifications = other.identifications;
     primaryPackage = other.primaryPackage;
     objectModelVersion = other.objectModelVersion;
+    byteOrder = other.byteOrder;
 }
 
 void CMxf_SM_PrefaceSet::Reset()
@@ -30,6 +31,7 @@ void CMxf_SM_PrefaceSet::Reset()
     const unsigned char versionBytes[2] = {0x01, 0x02};
     std::memcpy(&version, versionBytes, 2);
     objectModelVersion = 1;
+    byteOrder = 0x4949;
     lastModifiedDate = MXFTIMESTAMP{};
     operationalPattern = CMxfOperationalPattern();
     contentStorage = CMxf_SM_ContentStorageSet();
@@ -88,6 +90,7 @@ const SetDescription& CMxf_SM_PrefaceSet::description()
                 memberItem(0x3B0A, "05.01.02.02.10.02.01.00.00", "EssenceContainers", ItemType::LabelBatch,
                            &S::essenceContainers),
                 memberItem(0x3B0B, "05.01.02.02.10.02.02.00.00", "DMSchemes", ItemType::LabelBatch, &S::dmSchemes),
+                memberItem(0x3B01, "03.01.02.01.02.00.00.00.00", "ByteOrder", ItemType::UInt16, &S::byteOrder),
             });
     }();
     return items;

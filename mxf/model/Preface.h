@@ -36,6 +36,7 @@ public:
     std::vector<CMxf_SM_IdSet> identifications;
     GUID primaryPackage{};
     uint32_t objectModelVersion = 1;
+    uint16_t byteOrder = 0x4949;  // the register's big-endian mark
 };
 
 } // namespace Corvidane::MXF

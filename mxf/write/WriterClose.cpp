@@ -1,0 +1,210 @@
+#include <algorithm>
+
+#include "frame/BigEndian.h"
+#include "frame/CvFileIOFactory.h"
+#include "mxf/write/FileWriter.h"
+
+namespace Corvidane::MXF {
+
+CvResult CMxf_FileWriter::writeAt(uint64_t offset, const unsigned char* data, size_t size)
+{
+    if (m_flags & 8)
+        return OK;
+    CvResult result = m_file.seek(static_cast<unsigned long>(offset), 0);
+    unsigned written = 0;
+    if (isSuccess(result))
+        result = m_file.write(data, unsigned(size), written);
+    if (isSuccess(result) && written != size)
+        result = Fail;
+    // Essence goes on at the end whatever happened here.
+    m_file.seek(static_cast<unsigned long>(m_fileEnd), 0);
+    if (!isSuccess(result)) {
+        setLastError(Fail, L"Failed to write %u bytes at offset %llu", unsigned(size),
+                     static_cast<unsigned long long>(offset));
+        return Fail;
+    }
+    return OK;
+}
+
+void CMxf_FileWriter::renderPack(Partition& partition, std::vector<unsigned char>& bytes, size_t at)
+{
+    const size_t length = 20 + 88 + 16 * partition.pack.essenceContainers.size();
+    if (at + length <= bytes.size())
+        partition.pack.ToStream(bytes.data() + at, int(length));
+}
+
+void CMxf_FileWriter::updateLength(uint64_t frames)
+{
+    const int primary = primaryOrFirstTrack();
+    const MXFRATIONAL primaryRate = m_editRates[size_t(primary)];
+    for (const LengthOffset& record : m_lengthOffsets) {
+        uint64_t value = frames;
+        const MXFRATIONAL rate = record.track >= 0 ? m_editRates[size_t(record.track)] : primaryRate;
+        const bool sameRate = int64_t(rate.numerator) * primaryRate.denominator ==
+                              int64_t(primaryRate.numerator) * rate.denominator;
+        if (isOpAtom() && record.track != primary && !sameRate && primaryRate.numerator > 0 && rate.denominator > 0) {
+            // frames / primary rate * track rate, in whole numbers
+            const unsigned __int128 scaled = (unsigned __int128)frames * uint64_t(rate.numerator) *
+                                             uint64_t(primaryRate.denominator);
+            value = uint64_t(scaled / ((unsigned __int128)uint64_t(rate.denominator) * uint64_t(primaryRate.numerator)));
+        }
+        if (record.offset + 8 > m_header.size())
+            continue;
+        writeBE64(m_header.data() + record.offset, value);
+    }
+}
+
+void CMxf_FileWriter::closePartition()
+{
+    Partition& partition = m_partitions.back();
+    if (!partition.segments.empty())
+        updateTemporalPosition(*partition.segments.back());
+    partition.pack.set_Status(ClosedComplete);
+}
+
+CvResult CMxf_FileWriter::flush(bool full)
+{
+    if (m_partitions.empty())
+        return OK;
+    for (auto& child : m_children) {
+        CvResult result = child->flush(full);
+        if (!isSuccess(result)) {
+            setLastError(result, L"%ls", child->getLastError());
+            return result;
+        }
+    }
+    if (isOpAtom() && !m_audioBuffered.empty()) {
+        CvResult result = flushEssence();
+        if (!isSuccess(result))
+            return result;
+    }
+    if (m_atomsWritten == 0)
+        return OK;
+    // The header's durations follow what is on disk, so the file reads
+    // whole at every flush.
+    updateLength(m_atomsWritten);
+    renderPack(m_partitions.front(), m_header, 0);
+    if (isOpAtom()) {
+        if (m_indexMode >= 2 && m_indexMode <= 4) {
+            CvResult result = indexFlush();
+            if (!isSuccess(result))
+                return result;
+        }
+        if (m_partitions.size() > 1)
+            renderPack(m_partitions[1], m_header, size_t(m_partitions[1].pack.thisPartition));
+    }
+    if ((isOpAtom() && m_indexMode == 4) || full || !isOpAtom()) {
+        CvResult result = writeAt(0, m_header.data(), m_header.size());
+        if (!isSuccess(result))
+            return result;
+    }
+    if (!isOpAtom() && m_partitions.size() > 1) {
+        CvResult result = indexFlush();
+        if (!isSuccess(result))
+            return result;
+        Partition& partition = m_partitions.back();
+        renderPack(partition, partition.bytes, 0);
+        result = writeAt(partition.pack.thisPartition, partition.bytes.data(), partition.bytes.size());
+        if (!isSuccess(result))
+            return result;
+    }
+    return OK;
+}
+
+void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy)
+{
+    for (auto& child : m_children)
+        child->close();
+    if (!m_isOpen) {
+        reset();
+        return;
+    }
+    if (!m_partitions.empty()) {
+        flush(false);
+        if (m_atomsWritten > 0)
+            writeFooter(headerCopy, footerCopy);
+    }
+    m_file.close();
+    closeIndexers();
+    if (m_flags & 32)
+        CvFileIOFactoryProvider::deleteFile(m_filename.c_str());
+    reset();
+}
+
+void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy)
+{
+    m_footerPosition = m_fileEnd;
+    m_partitions.back().pack.footerPartition = m_footerPosition;
+    updateLength(m_atomsWritten);
+    Partition& header = m_partitions.front();
+    header.pack.set_Status(ClosedComplete);
+    header.pack.footerPartition = m_footerPosition;
+    closePartition();
+    if (isOpAtom() && m_partitions.size() > 1)
+        m_partitions[1].pack.footerPartition = m_footerPosition;
+    if (!isSuccess(flush(true)))
+        return;
+
+    uint64_t indexSize = 0;
+    if (m_ownSegment) {
+        indexSize = (m_ownSegment->toKlv(nullptr, 0) + m_sectorSize - 1) / m_sectorSize * m_sectorSize;
+        indexSize += m_sectorSize;
+    }
+    Partition footer;
+    const std::vector<MXFUL> labels = getEssenceBatch();
+    footer.pack.Create(PartitionFooter, ClosedComplete, m_kagSize, 0, m_ownSegment ? m_indexSID : 0, m_pattern,
+                       labels.data(), uint32_t(labels.size()));
+    footer.pack.thisPartition = footer.pack.footerPartition = m_footerPosition;
+    footer.pack.previousPartition = m_partitions.back().pack.thisPartition;
+    footer.pack.indexByteCount = indexSize;
+    const size_t packLength = 20 + 88 + 16 * labels.size();
+    footer.bytes.resize(packLength + size_t(indexSize));
+    renderPack(footer, footer.bytes, 0);
+    if (indexSize) {
+        if (m_ownSegment->indexDuration == 0 || m_ownSegment->isConstant())
+            m_ownSegment->indexDuration = int64_t(m_atomsWritten);
+        renderSegment(*m_ownSegment, footer.bytes, packLength, footer.bytes.size());
+    } else if (m_addTrailingRandomFill && m_kagSize == 1) {
+        const size_t at = footer.bytes.size();
+        writeFiller(footer.bytes, 36);
+        GUID random;
+        UuidCreate(&random);
+        std::copy(reinterpret_cast<unsigned char*>(&random), reinterpret_cast<unsigned char*>(&random) + 16,
+                  footer.bytes.begin() + std::ptrdiff_t(at + 20));
+    }
+    m_fileEnd += footer.bytes.size();
+    if (!isSuccess(writeAt(m_footerPosition, footer.bytes.data(), footer.bytes.size())))
+        return;
+    if (headerCopy)
+        *headerCopy = m_header;
+    if (footerCopy)
+        *footerCopy = footer.bytes;
+    if (!isOpAtom()) {
+        for (size_t i = 1; i + 1 < m_partitions.size(); ++i) {
+            Partition& body = m_partitions[i];
+            body.pack.footerPartition = m_footerPosition;
+            const size_t length = 20 + 88 + 16 * body.pack.essenceContainers.size();
+            renderPack(body, body.bytes, 0);
+            writeAt(body.pack.thisPartition, body.bytes.data(), length);
+        }
+    }
+}
+
+void CMxf_FileWriter::close(std::vector<std::vector<unsigned char>>& buffers)
+{
+    std::vector<std::pair<std::vector<unsigned char>, std::vector<unsigned char>>> children;
+    for (auto& child : m_children) {
+        children.emplace_back();
+        child->close(&children.back().first, &children.back().second);
+    }
+    std::vector<unsigned char> header, footer;
+    close(&header, &footer);
+    buffers.push_back(std::move(header));
+    buffers.push_back(std::move(footer));
+    for (auto& pair : children) {
+        buffers.push_back(std::move(pair.first));
+        buffers.push_back(std::move(pair.second));
+    }
+}
+
+} // namespace Corvidane::MXF

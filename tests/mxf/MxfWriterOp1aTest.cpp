@@ -1,0 +1,152 @@
+// OP1a files written from ffmpeg-made elementary streams read back by ffprobe,
+// ffmpeg, mediainfo and our own reader with the frames and sound they were
+// given.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "avi/AviTestSupport.h"
+#include "frame/Utf8.h"
+#include "mxf/read/FileReader.h"
+#include "mxf/write/FileWriter.h"
+#include "support/DriverFixture.h"
+#include "support/MxfWriterSources.h"
+#include "support/TempDir.h"
+#include "support/TestMedia.h"
+
+using namespace Corvidane;
+using namespace MxfWriterTest;
+using Corvidane::MXF::CMxf_FileWriter;
+
+namespace {
+
+std::string framemd5(const std::string& path, const std::string& stream)
+{
+    return runCommand("ffmpeg -v error -i " + shellQuote(path) + " -map 0:" + stream +
+                      " -c copy -f framemd5 - | grep -v '^#' | cut -d, -f5-");
+}
+
+std::string rawAudio(const std::string& path, const char* format)
+{
+    return runCommand("ffmpeg -v error -i " + shellQuote(path) + " -map 0:a:0 -c copy -f " + format + " -");
+}
+
+std::string mediainfo(const std::string& path, const std::string& inform)
+{
+    std::string out = runCommand("mediainfo --Inform=" + shellQuote(inform) + " " + shellQuote(path));
+    while (!out.empty() && (out.back() == '\n' || out.back() == '\r'))
+        out.pop_back();
+    return out;
+}
+
+class MxfWriterOp1a : public DriverFixture {
+protected:
+    Source mpeg2Source(const char* pcm, uint16_t bits, uint32_t startFrame = 900000)
+    {
+        Source source;
+        source.tracks = {timecodeTrack(25, 1, startFrame, false), videoTrack("MMES", 720, 576, 25, 1, 12, 8000),
+                         audioTrack(2, bits)};
+        source.video = framesOf(testMedia("raw_mpeg2_gop.m2v"));
+        source.audio = {readFile(testMedia(pcm))};
+        return source;
+    }
+
+    void write(const std::string& path, const Source& source, unsigned flushPeriod = 0)
+    {
+        CMxf_FileWriter writer;
+        writer.setFlushPeriod(flushPeriod);
+        ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
+            << toText(writer.getLastError());
+        std::string error;
+        ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
+        writer.close();
+    }
+
+    static std::string toText(const wchar_t* text)
+    {
+        std::string out;
+        toUtf8(text, out);
+        return out;
+    }
+
+    // ffprobe finds every frame with the source's size, bytes and key flag.
+    void expectSameVideoPackets(const std::string& written, const std::string& sourcePath)
+    {
+        std::vector<AviTest::Packet> theirs = AviTest::ffprobePackets(sourcePath);
+        std::vector<AviTest::Packet> ours;
+        for (const AviTest::Packet& p : AviTest::ffprobePackets(written))
+            if (p.stream == 0)
+                ours.push_back(p);
+        ASSERT_EQ(ours.size(), theirs.size());
+        for (size_t i = 0; i < ours.size(); ++i) {
+            EXPECT_EQ(ours[i].size, theirs[i].size) << "frame " << i;
+            EXPECT_EQ(ours[i].hash, theirs[i].hash) << "frame " << i;
+            EXPECT_EQ(ours[i].key, theirs[i].key) << "key flag of frame " << i;
+        }
+    }
+
+    TempDir m_dir;
+};
+
+TEST_F(MxfWriterOp1a, Mpeg2LongGopWithPcm16ReadsBackAsWritten)
+{
+    const Source source = mpeg2Source("raw_pcm16_48k.s16le", 16);
+    const std::string path = m_dir.file("mpeg2.mxf");
+    write(path, source);
+
+    expectSameVideoPackets(path, testMedia("raw_mpeg2_gop.m2v"));
+    EXPECT_EQ(framemd5(path, "v"), framemd5(testMedia("raw_mpeg2_gop.m2v"), "v"));
+    EXPECT_EQ(rawAudio(path, "s16le"), audioOfFrames(source, 0, source.video.size()));
+    EXPECT_EQ(mediainfo(path, "General;%Format%"), "MXF");
+    EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(MxfWriterOp1a, OurReaderFindsTheFramesIndexAndTimecode)
+{
+    const Source source = mpeg2Source("raw_pcm24_48k.s24le", 24);
+    const std::string path = m_dir.file("mpeg2_pcm24.mxf");
+    write(path, source);
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    int video = -1, audio = -1, timecode = -1;
+    for (int s = 0; s < reader.get_StreamCount(); ++s) {
+        if (reader.get_IsVideo(s) && video < 0)
+            video = s;
+        if (reader.get_IsAudio(s) && audio < 0)
+            audio = s;
+        if (reader.get_IsTimeCode(s) && timecode < 0)
+            timecode = s;
+    }
+    ASSERT_GE(video, 0);
+    ASSERT_GE(audio, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    EXPECT_EQ(reader.get_BitsPerSample(audio), 24);
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 21);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(
+            reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << frame << " " << toText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+        IndexEntry entry;
+        ASSERT_TRUE(isSuccess(reader.getIndexEntry(frame, entry)));
+        EXPECT_EQ(isKeyFrame(entry), (source.video[frame].frameType & HalcIFrame) != 0) << "frame " << frame;
+    }
+    unsigned start = 0;
+    if (timecode >= 0)
+        ASSERT_TRUE(isSuccess(reader.get_TimeCode(timecode, 0, &start)));
+    else
+        ASSERT_TRUE(isSuccess(reader.get_TimeCode(video, 0, &start)));
+    EXPECT_EQ(start, 900000u);
+    EXPECT_FALSE(reader.get_IsDropFrame(video));
+}
+
+} // namespace
