@@ -229,10 +229,13 @@ MXFUL CMxf_FileWriter::trackContainerLabel(int track) const
     }
     if (data.streamType == StreamVideo) {
         const VideoStructuralData& video = data.video;
-        if (id.setFromFCC(containerCode(video.fourcc), int32_t(video.rateNumerator), int32_t(video.rateDenominator),
-                          video.dataRate, m_wrapType, int32_t(video.frameLayout)))
-            return id.label;
-        return MXFUL{};
+        if (!id.setFromFCC(containerCode(video.fourcc), int32_t(video.rateNumerator),
+                           int32_t(video.rateDenominator), video.dataRate, m_wrapType, int32_t(video.frameLayout)))
+            return MXFUL{};
+        // MPEG elementary streams name their stream: video stream 0 is 0x60.
+        if (containerCode(video.fourcc) == fourCC("MMES") && id.label[13] == 0x04)
+            id.label[14] = 0x60;
+        return id.label;
     }
     if (data.streamType == StreamTimecode)
         return MXFUL{};

@@ -229,11 +229,12 @@ void CMxf_FileWriter::updateTemporalPosition(CMxf_IndexTable_Segment& segment)
 size_t CMxf_FileWriter::renderSegment(const CMxf_IndexTable_Segment& segment, std::vector<unsigned char>& bytes,
                                       size_t at, size_t end)
 {
-    const size_t size = segment.toKlv(nullptr, 0);
-    if (end > bytes.size() || at > end || size > end - at || (end - at - size != 0 && end - at - size < 20))
+    // The segment's own count of its size is an upper bound: render it first.
+    std::vector<unsigned char> rendered(segment.toKlv(nullptr, 0));
+    const size_t size = segment.toKlv(rendered.data(), rendered.size());
+    if (size == 0 || end > bytes.size() || at > end || size > end - at || (end - at - size != 0 && end - at - size < 20))
         return 0;
-    if (segment.toKlv(bytes.data() + at, end - at) != size)
-        return 0;
+    std::copy(rendered.begin(), rendered.begin() + std::ptrdiff_t(size), bytes.begin() + std::ptrdiff_t(at));
     std::vector<unsigned char> fill;
     writeFiller(fill, end - at - size);
     std::copy(fill.begin(), fill.end(), bytes.begin() + std::ptrdiff_t(at + size));

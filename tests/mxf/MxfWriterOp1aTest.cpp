@@ -150,3 +150,98 @@ TEST_F(MxfWriterOp1a, OurReaderFindsTheFramesIndexAndTimecode)
 }
 
 } // namespace
+
+namespace {
+
+std::string ptsList(const std::string& path)
+{
+    return runCommand("ffprobe -v error -select_streams v:0 -show_packets -show_entries packet=pts,dts "
+                      "-of compact=p=0 " + shellQuote(path));
+}
+
+// ffmpeg's own MXF of the same stream shows each picture at the same time:
+// the temporal offsets put the B pictures where they belong.
+TEST_F(MxfWriterOp1a, PicturesShowAtTheTimesFfmpegsOwnMuxerGives)
+{
+    const Source source = mpeg2Source("raw_pcm16_48k.s16le", 16);
+    const std::string path = m_dir.file("order.mxf");
+    write(path, source);
+    const std::string reference = m_dir.file("reference.mxf");
+    runCommand("ffmpeg -v error -i " + shellQuote(testMedia("raw_mpeg2_gop.m2v")) + " -c copy -f mxf " +
+               shellQuote(reference));
+    const std::string expected = ptsList(reference);
+    ASSERT_FALSE(expected.empty());
+    EXPECT_EQ(ptsList(path), expected);
+}
+
+TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("dvsd", 720, 576, 25, 1, 1, 25000, false),
+                     audioTrack(2, 16)};
+    source.video = framesOf(testMedia("raw_dv_pal.dv"));
+    source.audio = {readFile(testMedia("raw_pcm16_48k.s16le"))};
+    const std::string path = m_dir.file("dv.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
+        << toText(writer.getLastError());
+    // The system item's sector, the picture's slot and the sound's sectors.
+    EXPECT_EQ(writer.getEditUnitSize(), 512u + 144896u + 8192u);
+    std::string error;
+    ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
+    writer.close();
+
+    expectSameVideoPackets(path, testMedia("raw_dv_pal.dv"));
+    EXPECT_EQ(framemd5(path, "v"), framemd5(testMedia("raw_dv_pal.dv"), "v"));
+    EXPECT_EQ(rawAudio(path, "s16le") == audioOfFrames(source, 0, source.video.size()), true);
+    EXPECT_EQ(mediainfo(path, "Video;%Format%"), "DV");
+    EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 20);
+    for (unsigned frame : {0u, 12u, unsigned(source.video.size() - 1)}) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)));
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes);
+    }
+}
+
+// 01:00:00;00 at 29.97 drop frame is frame 107892; ffprobe names it so, and
+// the sound follows the five-frame cadence.
+TEST_F(MxfWriterOp1a, DropFrameTimecodeAndNtscCadence)
+{
+    Source source;
+    source.ntsc = true;
+    source.tracks = {timecodeTrack(30000, 1001, 107892, true),
+                     videoTrack("MMES", 720, 480, 30000, 1001, 15, 8000), audioTrack(2, 24)};
+    source.video = framesOf(testMedia("raw_mpeg2_ntsc.m2v"));
+    source.audio = {readFile(testMedia("raw_pcm24_48k.s24le"))};
+    const std::string path = m_dir.file("ntsc.mxf");
+    write(path, source);
+
+    const std::string timecode = runCommand("ffprobe -v error -show_entries format_tags=timecode -of "
+                                            "default=nw=1:nk=1 " + shellQuote(path));
+    EXPECT_EQ(timecode, "01:00:00;00\n");
+    expectSameVideoPackets(path, testMedia("raw_mpeg2_ntsc.m2v"));
+    EXPECT_TRUE(rawAudio(path, "s24le") == audioOfFrames(source, 0, source.video.size()));
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    for (int s = 0; s < reader.get_StreamCount(); ++s)
+        if (reader.get_IsVideo(s)) {
+            EXPECT_TRUE(reader.get_IsDropFrame(s));
+            unsigned start = 0;
+            EXPECT_TRUE(isSuccess(reader.get_TimeCode(s, 0, &start)));
+            EXPECT_EQ(start, 107892u);
+        }
+}
+
+} // namespace
