@@ -221,10 +221,9 @@ MXFUL CMxf_FileWriter::trackContainerLabel(int track) const
     if (data.streamType == StreamAudio) {
         const bool aes3 = (m_fileType >= FileTypeDV25 && m_fileType <= FileTypeDVCProHD) ||
                           (m_fileType == FileTypeMpegLongGop && !isOpAtom() && m_isXdcam);
-        id.setFromFCC(aes3 ? fourCC("AES3") : fourCC("WAVE"), 0, 1, 0, m_wrapType, 0);
-        MXFUL label = id.label;
-        if (aes3)
-            label[14] = m_wrapType == 1 ? 0x03 : 0x04;
+        // The register's sound mappings: wave 1 frame and 2 clip wrapped, AES3 3 and 4.
+        MXFUL label = labelFromText("06.0E.2B.34.04.01.01.01.0D.01.03.01.02.06.00.00");
+        label[14] = static_cast<unsigned char>((aes3 ? 3 : 1) + (m_wrapType == 1 ? 0 : 1));
         return label;
     }
     if (data.streamType == StreamVideo) {
@@ -359,7 +358,7 @@ void CMxf_FileWriter::writeComments(std::vector<unsigned char>& out, const std::
 void CMxf_FileWriter::writeSet_FilePackage(std::vector<unsigned char>& out, int packageKind)
 {
     CMxf_SM_Package package;
-    package.instanceUUID = m_uuids[size_t(4 + packageKind)];
+    package.instanceUUID = m_uuids[packageKind == TapePackage ? 7 : size_t(4 + packageKind)];
     package.packageUID = packageKind == MaterialPackage ? m_materialUmid
                          : packageKind == FilePackage  ? m_fileUmid
                                                        : m_tapeUmid;

@@ -1,0 +1,117 @@
+// OP-Atom families: one clip-wrapped file per track, the picture's writer the
+// master of the sound's, read back by ffprobe, ffmpeg, mediainfo and our reader.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "avi/AviTestSupport.h"
+#include "frame/Utf8.h"
+#include "mxf/read/FileReader.h"
+#include "mxf/write/FileWriter.h"
+#include "support/DriverFixture.h"
+#include "support/MxfWriterSources.h"
+#include "support/TempDir.h"
+#include "support/TestMedia.h"
+
+using namespace Corvidane;
+using namespace MxfWriterTest;
+using Corvidane::MXF::CMxf_FileWriter;
+
+namespace {
+
+std::string text(const wchar_t* wide)
+{
+    std::string out;
+    toUtf8(wide, out);
+    return out;
+}
+
+class MxfWriterOpAtom : public DriverFixture {
+protected:
+    Source dnxhdSource()
+    {
+        Source source;
+        source.tracks = {timecodeTrack(25, 1, 90000, false), videoTrack("AVdn", 1920, 1080, 25, 1, 1, 36000),
+                         audioTrack(1, 24), audioTrack(1, 24)};
+        source.video = framesOf(testMedia("raw_dnxhd_36.dnxhd"));
+        const std::string mono = readFile(testMedia("raw_pcm24_mono.s24le"));
+        source.audio = {mono, mono.substr(3 * 960) + std::string(3 * 960, '\0')};
+        return source;
+    }
+
+    TempDir m_dir;
+};
+
+TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
+{
+    const Source source = dnxhdSource();
+    const std::string path = m_dir.file("clip.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
+        << text(writer.getLastError());
+    EXPECT_EQ(writer.getChildCount(), 2u);
+    EXPECT_EQ(writer.getOpAtomTrackFilename(2), fromUtf8(m_dir.file("clip.a1.mxf")));
+    EXPECT_EQ(writer.getOpAtomTrackFilename(3), fromUtf8(m_dir.file("clip.a2.mxf")));
+    std::string error;
+    ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
+    writer.close();
+
+    // The picture file: every frame as the source has it.
+    std::vector<AviTest::Packet> theirs = AviTest::ffprobePackets(testMedia("raw_dnxhd_36.dnxhd"));
+    std::vector<AviTest::Packet> ours = AviTest::ffprobePackets(path);
+    ASSERT_EQ(ours.size(), theirs.size());
+    for (size_t i = 0; i < ours.size(); ++i) {
+        EXPECT_EQ(ours[i].size, theirs[i].size) << i;
+        EXPECT_EQ(ours[i].hash, theirs[i].hash) << i;
+        EXPECT_TRUE(ours[i].key) << i;
+    }
+    EXPECT_EQ(runCommand("ffprobe -v error -show_entries format_tags=timecode -of default=nw=1:nk=1 " +
+                         shellQuote(path)),
+              "01:00:00:00\n");
+    EXPECT_EQ(runCommand("mediainfo --Inform='Video;%Format%' " + shellQuote(path)), "VC-3\n");
+
+    // Each sound file: the samples of the frames written.
+    for (size_t track = 0; track < 2; ++track) {
+        const std::string sound = m_dir.file("clip.a" + std::to_string(track + 1) + ".mxf");
+        ASSERT_TRUE(std::filesystem::exists(sound)) << sound;
+        const std::string pcm =
+            runCommand("ffmpeg -v error -i " + shellQuote(sound) + " -map 0:a:0 -c copy -f s24le -");
+        EXPECT_TRUE(pcm == audioOfFrames(source, track, source.video.size()))
+            << sound << ": " << pcm.size() << " bytes";
+        EXPECT_EQ(runCommand("mediainfo --Inform='Audio;%Format%' " + shellQuote(sound)), "PCM\n");
+
+        MXF::CMxf_FileReader reader;
+        ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(sound), iFile::Buffered))) << text(reader.getLastError());
+        int audio = -1;
+        for (int s = 0; s < reader.get_StreamCount() && audio < 0; ++s)
+            if (reader.get_IsAudio(s))
+                audio = s;
+        ASSERT_GE(audio, 0);
+        EXPECT_EQ(reader.get_Length(audio), 1920u * source.video.size());
+    }
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 20);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << text(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << frame;
+    }
+    unsigned start = 0;
+    EXPECT_TRUE(isSuccess(reader.get_TimeCode(video, 0, &start)));
+    EXPECT_EQ(start, 90000u);
+}
+
+} // namespace
