@@ -247,7 +247,7 @@ private:
     unsigned m_flushPeriod = 0;
     unsigned m_flushCounter = 0;
     bool m_flushWaitsForGop = false;
-    bool m_gopComplete = true;
+    bool m_flushPending = false;  // a flush that waits for the next GOP
     uint64_t m_fileEnd = 0;  // where the next essence goes
     std::vector<unsigned char> m_audioBuffered;  // OP-Atom sound not yet written
     std::vector<uint32_t> m_pendingAudioSizes;

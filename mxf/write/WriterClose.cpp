@@ -115,10 +115,9 @@ void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<
 {
     for (auto& child : m_children)
         child->close();
-    if (!m_isOpen) {
-        reset();
+    // Settings made before create stay until a file has been written.
+    if (!m_isOpen)
         return;
-    }
     if (!m_partitions.empty()) {
         flush(false);
         if (m_atomsWritten > 0)

@@ -113,7 +113,7 @@ void CMxf_FileWriter::reset()
     m_audioSampleSize = 0;
     m_atomsWritten = m_atomsInPartition = m_essenceBytesWritten = m_essenceLength = 0;
     m_flushPeriod = m_flushCounter = 0;
-    m_flushWaitsForGop = false;
+    m_flushWaitsForGop = m_flushPending = false;
     m_essence.clear();
     m_essence.shrink_to_fit();
     m_elementOffsets.clear();

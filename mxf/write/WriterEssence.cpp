@@ -83,7 +83,9 @@ void CMxf_FileWriter::essence_WriteSystemItem(std::vector<unsigned char>& out)
     const double fps = rate.denominator > 0 ? double(rate.numerator) / rate.denominator : 25.0;
     CTimeCodeEx timecode(static_cast<unsigned long>(m_atomsWritten + m_startTimecode), fps, m_dropFrame);
     timecode.formatSony(reinterpret_cast<char*>(v + 41), true);
-    fillToKag(out, m_fileEnd);
+    // The system item's slot is one KAG from the content package's start,
+    // where the index's delta entries place the next element.
+    fillToKag(out, 0);
 }
 
 CvResult CMxf_FileWriter::writeEssence(uint64_t& written)
@@ -125,6 +127,15 @@ CvResult CMxf_FileWriter::writeAtom(const TrackData* rows, int count)
         setLastError(MaxFileSizeExceeded, L"Exceeded maximum number of atoms");
         return MaxFileSizeExceeded;
     }
+    // A flush that waits for the end of a GOP runs when the next one starts,
+    // so only whole GOPs reach the disk whatever their length.
+    const int picture = firstVideoTrack();
+    if (m_flushPending && picture >= 0 && (rows[picture].frameType & HalcIFrame)) {
+        m_flushPending = false;
+        CvResult flushed = flush(true);
+        if (!isSuccess(flushed))
+            return flushed;
+    }
     uint64_t written = 0;
     CvResult result;
     if (m_editUnitSize != 0)
@@ -145,11 +156,11 @@ CvResult CMxf_FileWriter::writeAtom(const TrackData* rows, int count)
         }
     }
     if (m_flushPeriod && ++m_flushCounter >= m_flushPeriod) {
-        // Long GOP reaches the disk in whole GOPs only.
-        if (!m_flushWaitsForGop || m_gopComplete) {
-            m_flushCounter = 0;
+        m_flushCounter = 0;
+        if (m_flushWaitsForGop)
+            m_flushPending = true;
+        else
             result = flush(true);
-        }
     }
     return result;
 }
@@ -365,8 +376,6 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* r
         m_elementOffsets[i] = m_fileEnd + m_essence.size() - row.size;
         ++m_trackCounts[i];
     }
-    // Each content package ends on the KAG, so the next partition pack does too.
-    fillToKag(m_essence, m_fileEnd);
     return OK;
 }
 

@@ -36,6 +36,7 @@ void CMxf_FileWriter::isFixedEssenceSize()
 {
     m_indexMode = 1;
     m_editUnitSize = 0;
+    m_flushWaitsForGop = m_fileType == FileTypeMpegLongGop && m_gopSize > 1;
     m_slots.clear();
     m_deltaEntries.clear();
     const int video = firstVideoTrack();
@@ -197,8 +198,6 @@ CvResult CMxf_FileWriter::updateIndexTable(const TrackData* rows, uint64_t writt
     if (picture) {
         m_pendingTemporal.emplace_back(rows[video].presentationIndex, unsigned(number));
         updateTemporalPosition(*segment);
-        m_gopComplete = !reordered || m_gopSize <= 1 ||
-                        int64_t(number) - segment->getLastKeyFrame() == int64_t(m_gopSize) - 1;
         addExternalIndex(rows[video].presentationIndex, frameType, video, m_elementOffsets[size_t(video)],
                          m_elementSizes[size_t(video)]);
     }

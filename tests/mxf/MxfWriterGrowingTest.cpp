@@ -1,0 +1,138 @@
+// A file being written reads whole at every flush, by our reader and by
+// ffprobe, and keeps what was flushed when its writer is killed.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "avi/AviTestSupport.h"
+#include "frame/Utf8.h"
+#include "mxf/read/FileReader.h"
+#include "mxf/write/FileWriter.h"
+#include "support/DriverFixture.h"
+#include "support/MxfWriterSources.h"
+#include "support/TempDir.h"
+#include "support/TestMedia.h"
+
+using namespace Corvidane;
+using namespace MxfWriterTest;
+using Corvidane::MXF::CMxf_FileWriter;
+
+namespace {
+
+class MxfWriterGrowing : public DriverFixture {
+protected:
+    Source mpeg2Source()
+    {
+        Source source;
+        source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("MMES", 720, 576, 25, 1, 12, 8000),
+                         audioTrack(2, 16)};
+        source.video = framesOf(testMedia("raw_mpeg2_gop.m2v"));
+        source.audio = {readFile(testMedia("raw_pcm16_48k.s16le"))};
+        return source;
+    }
+
+    // A copy of the file as it stands, as another process would see it.
+    std::string snapshot(const std::string& path, const std::string& name)
+    {
+        const std::string copy = m_dir.file(name);
+        writeFile(copy, readFile(path));
+        return copy;
+    }
+
+    // The first `frames` pictures read back from the file as the source has them.
+    void expectFramesReadable(const std::string& path, const Source& source, size_t frames)
+    {
+        std::vector<AviTest::Packet> ours;
+        for (const AviTest::Packet& p : AviTest::ffprobePackets(path))
+            if (p.stream == 0)
+                ours.push_back(p);
+        const std::vector<AviTest::Packet> theirs = AviTest::ffprobePackets(testMedia("raw_mpeg2_gop.m2v"));
+        ASSERT_GE(ours.size(), frames) << "ffprobe";
+        for (size_t i = 0; i < frames; ++i)
+            EXPECT_EQ(ours[i].hash, theirs[i].hash) << "ffprobe, frame " << i;
+
+        MXF::CMxf_FileReader reader;
+        const CvResult loaded = reader.loadFile(fromUtf8(path), iFile::Buffered);
+        std::string error;
+        toUtf8(reader.getLastError(), error);
+        ASSERT_TRUE(isSuccess(loaded)) << error;
+        int video = -1;
+        for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+            if (reader.get_IsVideo(s))
+                video = s;
+        ASSERT_GE(video, 0);
+        ASSERT_GE(reader.get_Length(video), frames) << "our reader";
+        ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+        std::vector<unsigned char> buffer(1 << 20);
+        for (unsigned frame = 0; frame < frames; ++frame) {
+            unsigned offset = 0, size = 0;
+            ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+                << "our reader, frame " << frame;
+            EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+                << "our reader, frame " << frame;
+        }
+    }
+
+    TempDir m_dir;
+};
+
+TEST_F(MxfWriterGrowing, EveryFlushLeavesAReadableFile)
+{
+    const Source source = mpeg2Source();
+    const std::string path = m_dir.file("growing.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK);
+    size_t written = 0;
+    for (size_t gops : {1u, 2u, 4u}) {
+        const size_t end = std::min(source.video.size(), gops * 10);
+        ASSERT_TRUE(writeFrames(writer, source, written, end));
+        ASSERT_EQ(writer.flush(true), OK);
+        SCOPED_TRACE(std::to_string(end) + " frames flushed");
+        expectFramesReadable(snapshot(path, "at" + std::to_string(end) + ".mxf"), source, end);
+        // Frames written after the flush don't spoil what it left.
+        written = std::min(source.video.size(), end + 3);
+        ASSERT_TRUE(writeFrames(writer, source, end, written));
+        expectFramesReadable(snapshot(path, "past" + std::to_string(end) + ".mxf"), source, end);
+    }
+    writer.close();
+    expectFramesReadable(path, source, written);
+}
+
+// A flush period in whole GOPs: the writer flushes by itself.
+TEST_F(MxfWriterGrowing, AKilledWriterLosesNothingItFlushed)
+{
+    const Source source = mpeg2Source();
+    const std::string path = m_dir.file("killed.mxf");
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    const size_t flushedFrames = 30;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        close(pipeFds[0]);
+        CMxf_FileWriter writer;
+        writer.setFlushPeriod(10);
+        bool ok = isSuccess(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1));
+        // Whole GOPs reach the disk; five more frames follow that don't.
+        ok = ok && writeFrames(writer, source, 0, flushedFrames + 5);
+        const char done = ok ? 'y' : 'n';
+        (void)!write(pipeFds[1], &done, 1);
+        for (;;)
+            pause();
+    }
+    close(pipeFds[1]);
+    char done = 0;
+    ASSERT_EQ(read(pipeFds[0], &done, 1), 1);
+    close(pipeFds[0]);
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_EQ(done, 'y');
+    expectFramesReadable(path, source, flushedFrames);
+}
+
+} // namespace
