@@ -132,6 +132,15 @@ void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<
 
 void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy)
 {
+    // The footer starts on the KAG, behind a filler that reaches it.
+    const uint64_t gap = kagFillSize(m_fileEnd, 32);
+    if (gap) {
+        std::vector<unsigned char> fill;
+        writeFiller(fill, gap);
+        m_fileEnd += gap;
+        if (!isSuccess(writeAt(m_fileEnd - gap, fill.data(), fill.size())))
+            return;
+    }
     m_footerPosition = m_fileEnd;
     m_partitions.back().pack.footerPartition = m_footerPosition;
     updateLength(m_atomsWritten);
@@ -157,12 +166,16 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
     footer.pack.previousPartition = m_partitions.back().pack.thisPartition;
     footer.pack.indexByteCount = indexSize;
     const size_t packLength = 20 + 88 + 16 * labels.size();
-    footer.bytes.resize(packLength + size_t(indexSize));
+    footer.bytes.resize(packLength);
     renderPack(footer, footer.bytes, 0);
+    // The index, or the end of the file, follows the pack's KAG fill.
+    writeFiller(footer.bytes, kagFillSize(packLength, 20));
+    const size_t indexAt = footer.bytes.size();
+    footer.bytes.resize(indexAt + size_t(indexSize));
     if (indexSize) {
         if (m_ownSegment->indexDuration == 0 || m_ownSegment->isConstant())
             m_ownSegment->indexDuration = int64_t(m_atomsWritten);
-        renderSegment(*m_ownSegment, footer.bytes, packLength, footer.bytes.size());
+        renderSegment(*m_ownSegment, footer.bytes, indexAt, footer.bytes.size());
     } else if (m_addTrailingRandomFill && m_kagSize == 1) {
         const size_t at = footer.bytes.size();
         writeFiller(footer.bytes, 36);

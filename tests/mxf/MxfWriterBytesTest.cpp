@@ -121,8 +121,11 @@ TEST_F(MxfWriterBytes, ConstantOp1aEditUnits)
     const CMxfPartitionPack footer = packAt(file, footerAt);
     EXPECT_EQ(footer.indexSID, 2u);
     EXPECT_EQ(footer.thisPartition, footerAt);
+    // The pack fills to the KAG; the index follows.
+    EXPECT_EQ(hex(file, footerAt + itemSize(file, footerAt), 16), "06.0E.2B.34.01.01.01.01.03.01.02.10.01.00.00.00");
+    EXPECT_EQ(file.size(), footerAt + 512 + footer.indexByteCount);
     CMxf_IndexTable_Segment segment;
-    ASSERT_TRUE(segment.read(itemAt(file, footerAt + itemSize(file, footerAt))));
+    ASSERT_TRUE(segment.read(itemAt(file, footerAt + 512)));
     EXPECT_EQ(segment.editUnitByteCount, unit);
     EXPECT_EQ(segment.indexDuration, int64_t(source.video.size()));
     ASSERT_EQ(segment.deltaEntries.size(), 3u);

@@ -100,6 +100,7 @@ TEST_F(MxfWriterOp1a, Mpeg2LongGopWithPcm16ReadsBackAsWritten)
     EXPECT_EQ(rawAudio(path, "s16le"), audioOfFrames(source, 0, source.video.size()));
     EXPECT_EQ(mediainfo(path, "General;%Format%"), "MXF");
     EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
+    EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
 }
 
 } // namespace
@@ -195,6 +196,7 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     EXPECT_EQ(framemd5(path, "v"), framemd5(testMedia("raw_dv_pal.dv"), "v"));
     EXPECT_EQ(rawAudio(path, "s16le") == audioOfFrames(source, 0, source.video.size()), true);
     EXPECT_EQ(mediainfo(path, "Video;%Format%"), "DV");
+    EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
     EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
 
     MXF::CMxf_FileReader reader;

@@ -71,6 +71,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
                          shellQuote(path)),
               "01:00:00:00\n");
     EXPECT_EQ(runCommand("mediainfo --Inform='Video;%Format%' " + shellQuote(path)), "VC-3\n");
+    EXPECT_EQ(runCommand("mediainfo --Inform='General;%IsTruncated%' " + shellQuote(path)), "\n");
 
     // Each sound file: the samples of the frames written.
     for (size_t track = 0; track < 2; ++track) {
