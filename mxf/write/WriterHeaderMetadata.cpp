@@ -129,8 +129,13 @@ uint16_t CMxf_FileWriter::appendPrimer(uint16_t tag, const MXFUL& label)
     for (const MXF_TAG2UL& entry : m_primer)
         if (entry.ul == label)
             return entry.tag;
+    auto used = [this](uint16_t wanted) {
+        return std::any_of(m_primer.begin(), m_primer.end(),
+                           [wanted](const MXF_TAG2UL& entry) { return entry.tag == wanted; });
+    };
     if (tag == 0)
-        tag = m_nextDynamicTag--;
+        while (used(tag = m_nextDynamicTag--))
+            ;
     m_primer.push_back(MXF_TAG2UL{tag, label});
     return tag;
 }
@@ -279,7 +284,16 @@ void CMxf_FileWriter::writeSet_Preface(std::vector<unsigned char>& out)
     preface.contentStorage.instanceUUID = m_uuids[2];
     preface.primaryPackage = m_uuids[5];
     preface.essenceContainers = getEssenceBatch();
-    std::vector<uint16_t> tags = {0x3C0A, 0x3B02, 0x3B05};
+    std::vector<uint16_t> tags = {0x3C0A};
+    if (isOpAtom()) {
+        preface.avidIdentifier = m_uuids[12];
+        preface.avidSecondIdentifier = m_uuids[13];
+        preface.projectName = m_projectName;
+        tags.insert(tags.end(), {0xFFFF, 0xFFFC, 0xFFFE});
+        if (!m_projectName.empty())
+            tags.push_back(0xFFFD);
+    }
+    tags.insert(tags.end(), {0x3B02, 0x3B05});
     if (isOpAtom())
         tags.push_back(0x3B08);
     tags.insert(tags.end(), {0x3B06, 0x3B03, 0x3B09, 0x3B0A, 0x3B0B, 0x3B07, 0x3B01});

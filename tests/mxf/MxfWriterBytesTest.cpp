@@ -11,6 +11,7 @@
 #include "mxf/model/IndexTableSegment.h"
 #include "mxf/model/KlvItem.h"
 #include "mxf/model/PartitionPack.h"
+#include "mxf/model/Primer.h"
 #include "mxf/write/FileWriter.h"
 #include "support/DriverFixture.h"
 #include "support/MxfWriterSources.h"
@@ -215,6 +216,31 @@ TEST_F(MxfWriterBytes, OpAtomHeaderRegionAndClipWrappedKey)
     EXPECT_EQ(hex(file, 0x60000 - 24, 24), "06.0E.2B.34.01.02.01.01.0E.04.03.01.15.01.06.01.87.00.00.00.00.1C.C0.00");
     EXPECT_EQ(file.compare(0x60000, source.video[0].bytes.size(), source.video[0].bytes), 0);
     EXPECT_EQ(header.footerPartition, 0x60000u + source.video.size() * 188416u);
+
+    // Avid's preface items under the tags and labels Avid gives them, and
+    // the preface holding each (its set follows the primer).
+    CMxf_SM_Primer primer;
+    const size_t primerAt = itemSize(file, 0);
+    ASSERT_TRUE(primer.load(itemAt(file, primerAt)));
+    const struct {
+        uint16_t tag;
+        const char* label;
+        uint16_t length;
+    } avid[] = {{0xFFFF, "AE.58.78.E0.41.45.41.79.FF.DD.41.E1.AE.2C.49.C6", 16},
+                {0xFFFC, "8C.70.A7.18.46.7A.E4.86.F3.65.46.B1.38.7C.4E.E9", 4},
+                {0xFFFE, "8B.2F.68.0D.FF.61.13.81.AB.F1.B7.71.8E.FD.48.02", 16}};
+    const size_t prefaceAt = primerAt + itemSize(file, primerAt);
+    EXPECT_EQ(hex(file, prefaceAt, 16), "06.0E.2B.34.02.53.01.01.0D.01.01.01.01.01.2F.00");
+    for (const auto& item : avid) {
+        const MXF_TAG2UL* entry = primer.FindTag(item.tag);
+        ASSERT_NE(entry, nullptr) << item.tag;
+        EXPECT_EQ(entry->ul, labelFromText(item.label));
+        char wire[4] = {char(item.tag >> 8), char(item.tag & 0xFF), 0, char(item.length)};
+        EXPECT_NE(file.substr(prefaceAt, itemSize(file, prefaceAt)).find(std::string(wire, 4)), std::string::npos)
+            << item.tag;
+    }
+    // No project, no project item.
+    EXPECT_EQ(primer.FindTag(labelFromText("A5.FB.7B.25.F6.15.94.B9.62.FC.37.17.49.2D.42.BF")), nullptr);
     EXPECT_EQ(hex(file, size_t(header.footerPartition), 16), "06.0E.2B.34.02.05.01.01.0D.01.02.01.01.04.04.00");
 }
 

@@ -116,3 +116,48 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
 }
 
 } // namespace
+
+namespace {
+
+// The track's metadata block: a zero-terminated wide XML fragment.
+std::vector<uint32_t> metadataBlock(const std::wstring& xml)
+{
+    std::vector<uint32_t> wide(xml.begin(), xml.end());
+    wide.push_back(0);
+    return wide;
+}
+
+// Avid's categorized comments and the project name reach our reader's metadata.
+TEST_F(MxfWriterOpAtom, CommentsAndProjectOfTheMetadataBlock)
+{
+    Source source = dnxhdSource();
+    source.tracks.resize(2);
+    std::vector<uint32_t> block = metadataBlock(L"<project>Harbour</project><scene>12</scene><take>3</take>"
+                                                L"<comment>wide shot</comment><source_reel>R9</source_reel>");
+    source.tracks[1].extendedData = reinterpret_cast<unsigned char*>(block.data());
+    source.tracks[1].extendedDataSize = uint16_t(block.size() * 4);
+    const std::string path = m_dir.file("noted.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
+        << text(writer.getLastError());
+    ASSERT_TRUE(writeFrames(writer, source, 0, 3));
+    writer.close();
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
+    const struct {
+        const char* key;
+        const wchar_t* value;
+    } expected[] = {{"project", L"Harbour"}, {"scene", L"12"}, {"take", L"3"}, {"comment", L"wide shot"},
+                    {"source_reel", L"R9"}, {"clip_name", L"noted"}};
+    for (const auto& e : expected) {
+        std::wstring value;
+        EXPECT_TRUE(isSuccess(reader.get_MetadataValue(e.key, -1, value))) << e.key;
+        EXPECT_EQ(value, e.value) << e.key;
+    }
+    // ffprobe names the comments too.
+    const std::string tags = runCommand("ffprobe -v error -show_format -of flat " + shellQuote(path));
+    EXPECT_NE(tags.find("Harbour"), std::string::npos) << tags;
+}
+
+} // namespace
