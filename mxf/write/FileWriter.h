@@ -139,6 +139,8 @@ private:
     std::wstring getXmlMetadata(const std::wstring& tag, int track) const;
     std::vector<MXFUL> getEssenceBatch() const;
     MXFUL trackContainerLabel(int track) const;
+    // DV files and OP1a XDCAM long GOP carry AES3 sound; others wave.
+    bool soundIsAes3() const;
     int packageTracks(int packageKind, std::vector<int>& tracks) const;
 
     // --- essence and index (WriterEssence.cpp, WriterIndex.cpp)

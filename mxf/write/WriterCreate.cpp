@@ -19,11 +19,6 @@ const wchar_t* const defaultResourcePath = L"/opt/corvidane/share/rivulet/mxf/";
 const size_t op1aHeaderBuffer = 40960;
 const size_t opAtomHeaderRegion = 0x60000;
 
-bool isAncOrVbi(const TrackStructuralData& track)
-{
-    return track.streamType == StreamAncillary || int(track.streamType) == 6;
-}
-
 MXFTIMESTAMP nowUtc()
 {
     const std::time_t now = std::time(nullptr);
@@ -201,7 +196,7 @@ CvResult CMxf_FileWriter::classifyTrack(int index, const TrackStructuralData& tr
         m_timecodeRate = rate;
         return OK;
     }
-    if (isAncOrVbi(track)) {
+    if (isAncillaryTrack(track)) {
         if (!isOpAtom())
             return failCreate(InvalidArg, L"ANC requires opatom");
         key = keyWithTail(0x17, 0x01, 0x02, 0x01);
@@ -331,7 +326,7 @@ CvResult CMxf_FileWriter::setFileType(const TrackStructuralData* tracks, int cou
     if (isOpAtom() && primaryTrack >= 0) {
         if (tracks[primaryTrack].streamType == StreamAudio)
             m_fileType = FileTypeAudio;
-        else if (isAncOrVbi(tracks[primaryTrack]))
+        else if (isAncillaryTrack(tracks[primaryTrack]))
             m_fileType = FileTypeAncillary;
     }
     if (m_fileType == FileTypeNone)
@@ -371,7 +366,7 @@ std::wstring CMxf_FileWriter::getOpAtomTrackFilename(int track) const
         std::fputs("failed to find mxf extension in filename\n", stderr);
         return {};
     }
-    const wchar_t letter = isAncOrVbi(m_tracks[size_t(track)]) ? L'd' : L'a';
+    const wchar_t letter = isAncillaryTrack(m_tracks[size_t(track)]) ? L'd' : L'a';
     return m_filename.substr(0, cut) + L"." + letter + std::to_wstring(sameKind + 1) + L".mxf";
 }
 
@@ -407,7 +402,7 @@ CvResult CMxf_FileWriter::createInner(const std::wstring& filename, const TrackS
         setOperationalPattern(0);
         m_opAtomTrack = primaryTrack;
     }
-    m_wrapType = isOpAtom() && !isAncOrVbi(tracks[primaryTrack]) ? 2 : 1;
+    m_wrapType = isOpAtom() && !isAncillaryTrack(tracks[primaryTrack]) ? 2 : 1;
     m_essenceKeys.assign(size_t(count), MXFUL{});
     if (filename.size() < 3)
         return failCreate(InvalidArg, L"Filename too short");
@@ -460,7 +455,7 @@ CvResult CMxf_FileWriter::createInner(const std::wstring& filename, const TrackS
                 type = 1;
             else if (track.streamType == StreamAudio)
                 type = track.audio.channels >= 2 ? 2 : 8;
-            else if (isAncOrVbi(track))
+            else if (isAncillaryTrack(track))
                 type = 12;
             if (type)
                 CUmid::setType(&m_trackUmids[size_t(i)], type);

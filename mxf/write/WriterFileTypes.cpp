@@ -124,6 +124,11 @@ const wchar_t* op1aRefusal(unsigned fcc)
     return nullptr;
 }
 
+bool isAncillaryTrack(const TrackStructuralData& track)
+{
+    return track.streamType == StreamAncillary || int(track.streamType) == 6;
+}
+
 bool isDnxhdDataRate(uint32_t dataRate)
 {
     for (uint32_t rate : dnxhdDataRates)

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 
+#include "frame/TrackRecords.h"
 #include "mxf/model/Labels.h"
 
 // The writer's tables of coding formats: what a four character code makes of
@@ -41,6 +42,9 @@ int fileTypeOfCode(unsigned fcc, uint32_t gopSize);
 // Codes that only OP-Atom takes, with the words of the refusal in OP1a.
 // Null for a code OP1a takes.
 const wchar_t* op1aRefusal(unsigned fcc);
+
+// Ancillary data and VBI lines, which only OP-Atom files carry.
+bool isAncillaryTrack(const TrackStructuralData& track);
 
 bool isDnxhdDataRate(uint32_t dataRate);
 bool isImxDataRate(uint32_t dataRate);

@@ -219,13 +219,18 @@ std::wstring CMxf_FileWriter::getXmlMetadata(const std::wstring& tag, int track)
     return XML::findXMLTagData(text, tag, value) ? value : std::wstring();
 }
 
+bool CMxf_FileWriter::soundIsAes3() const
+{
+    return (m_fileType >= FileTypeDV25 && m_fileType <= FileTypeDVCProHD) ||
+           (m_fileType == FileTypeMpegLongGop && !isOpAtom() && m_isXdcam);
+}
+
 MXFUL CMxf_FileWriter::trackContainerLabel(int track) const
 {
     const TrackStructuralData& data = m_tracks[size_t(track)];
     CMxf_GC_EssenceID id;
     if (data.streamType == StreamAudio) {
-        const bool aes3 = (m_fileType >= FileTypeDV25 && m_fileType <= FileTypeDVCProHD) ||
-                          (m_fileType == FileTypeMpegLongGop && !isOpAtom() && m_isXdcam);
+        const bool aes3 = soundIsAes3();
         // The register's sound mappings: wave 1 frame and 2 clip wrapped, AES3 3 and 4.
         MXFUL label = labelFromText("06.0E.2B.34.04.01.01.01.0D.01.03.01.02.06.00.00");
         label[14] = static_cast<unsigned char>((aes3 ? 3 : 1) + (m_wrapType == 1 ? 0 : 1));
@@ -553,8 +558,7 @@ void CMxf_FileWriter::WriteTrack_Descriptor(std::vector<unsigned char>& out, con
         sound.blockAlign = audio.blockAlign;
         sound.avgBps = audio.bytesPerSecond;
         const std::vector<uint16_t> tags = withTags({0x3D03, 0x3D02, 0x3D07, 0x3D01, 0x3D0A, 0x3D09});
-        const bool aes3 = (m_fileType >= FileTypeDV25 && m_fileType <= FileTypeDVCProHD) ||
-                          (m_fileType == FileTypeMpegLongGop && !isOpAtom() && m_isXdcam);
+        const bool aes3 = soundIsAes3();
         if (aes3)
             at = appendSet(out, CMxf_SM_DescriptorSoundAES3::description(), sound, SetAES3Descriptor, tags);
         else

@@ -7,11 +7,6 @@ namespace Corvidane::MXF {
 
 namespace {
 
-bool isAncOrVbi(const TrackStructuralData& track)
-{
-    return track.streamType == StreamAncillary || int(track.streamType) == 6;
-}
-
 bool codeIn(unsigned fcc, std::initializer_list<const char*> codes)
 {
     for (const char* code : codes)
@@ -44,7 +39,7 @@ void CMxf_FileWriter::isFixedEssenceSize()
     const int primary = isOpAtom() ? m_opAtomTrack : video;
     const bool pictureWriter = primary >= 0 && m_tracks[size_t(primary)].streamType == StreamVideo;
 
-    if (isOpAtom() && primary >= 0 && isAncOrVbi(m_tracks[size_t(primary)]))
+    if (isOpAtom() && primary >= 0 && isAncillaryTrack(m_tracks[size_t(primary)]))
         m_indexMode = 4;
     else if (pictureWriter && codeIn(fcc, {"xd25", "xd35", "xd50", "pxya"}))
         m_indexMode = 5;

@@ -127,9 +127,10 @@ TEST_F(MxfWriterCreate, FileTypesAndEssenceKeys)
         EXPECT_EQ(writer.getIndexMode(), c.indexMode);
         const MXF::MXFUL key = writer.getEssenceKeys()[1];
         EXPECT_EQ(key, MXF::labelFromText((std::string("06.0E.2B.34.01.02.01.01.") + c.keyTail).c_str()));
-        if (c.pattern == 1)
+        if (c.pattern == 1) {
             EXPECT_EQ(writer.getEssenceKeys()[2],
                       MXF::labelFromText((std::string("06.0E.2B.34.01.02.01.01.0D.01.03.01.") + c.soundTail).c_str()));
+        }
         writer.close();
     }
 }
