@@ -2,6 +2,7 @@
 // ffprobe, and keeps what was flushed when its writer is killed.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 #include <sys/wait.h>
@@ -10,6 +11,7 @@
 
 #include "avi/AviTestSupport.h"
 #include "frame/Utf8.h"
+#include "growing/BinaryIndexer.h"
 #include "mxf/read/FileReader.h"
 #include "mxf/write/FileWriter.h"
 #include "support/DriverFixture.h"
@@ -133,6 +135,45 @@ TEST_F(MxfWriterGrowing, AKilledWriterLosesNothingItFlushed)
     waitpid(child, &status, 0);
     ASSERT_EQ(done, 'y');
     expectFramesReadable(path, source, flushedFrames);
+}
+
+} // namespace
+
+namespace {
+
+// The side index that a capture keeps for readers of the growing file lists
+// the pictures in display order, each at its bytes in the file.
+TEST_F(MxfWriterGrowing, TheSideIndexListsPicturesInDisplayOrder)
+{
+    const Source source = mpeg2Source();
+    const std::string path = m_dir.file("indexed.mxf");
+    const std::wstring sidecar = ExternalIndexer::getFilename(fromUtf8(path), 0);
+    auto indexer = std::make_shared<ExternalIndexer::BinaryIndexer>();
+    ASSERT_EQ(indexer->create(sidecar, {source.tracks[1]}), OK);
+    indexer->setOption(ExternalIndexer::Indexer::DeleteOnClose, L"no");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK);
+    ASSERT_EQ(writer.setExternalIndexer(indexer, 1), OK);
+    ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));
+    writer.close();
+    indexer->close();
+
+    ExternalIndexer::BinaryIndexer follower;
+    ASSERT_EQ(follower.open(sidecar), OK);
+    ASSERT_EQ(follower.getNumEntries(), source.video.size());
+    const std::string file = readFile(path);
+    for (unsigned i = 0; i < source.video.size(); ++i) {
+        IndexEntry entry;
+        ASSERT_EQ(follower.get(0, i, entry), OK);
+        EXPECT_EQ(+entry.presentationIndex, i);
+        const auto shown = std::find_if(source.video.begin(), source.video.end(),
+                                        [i](const Frame& frame) { return frame.presentation == i; });
+        ASSERT_NE(shown, source.video.end());
+        EXPECT_EQ(+entry.decodeIndex, unsigned(shown - source.video.begin()));
+        ASSERT_LE(entry.offset + entry.size, file.size());
+        EXPECT_EQ(file.compare(size_t(entry.offset), entry.size, shown->bytes), 0) << "picture " << i;
+        EXPECT_EQ(isKeyFrame(entry), (shown->frameType & HalcIFrame) != 0) << "picture " << i;
+    }
 }
 
 } // namespace
