@@ -49,8 +49,10 @@ public:
     void setOpAtomAudioBufferSize(unsigned bytes) { m_opAtomAudioBufferSize = bytes; }
     void setOverwriteExistingFile(bool on) { m_overwrite = on; }
     void setAddTrailingRandomFill(bool on) { m_addTrailingRandomFill = on; }
-    // Writer flags: 8 dry run (nothing reaches the disk), 32 delete on close.
+    // Writer flags, of WriterFlags: nothing reaches the disk (dry run), the
+    // claim of dummy atoms, the file removed on close.
     void setFlags(unsigned flags) { m_flags = flags; }
+    enum WriterFlags : unsigned { DryRun = 8, ExpandAfterFirstDummy = 16, DeleteOnClose = 32 };
     // The file of an OP-Atom track: the "filename" tag of its metadata, or
     // the master's name with ".a1", ".d1" and so on before ".mxf".
     std::wstring getOpAtomTrackFilename(int track) const;
@@ -61,6 +63,10 @@ public:
     // One edit unit: a row per track, in the order given to create.
     CvResult writeAtom(const TrackData* rows, int count);
     CvResult setExternalIndexer(const std::shared_ptr<ExternalIndexer::Indexer>& indexer, int track);
+    // Edit while capture: `count` edit units of the rows' bytes, each row of
+    // sound sized by the 48 kHz cadence of the picture's rate. With flag 16
+    // only the first is written and the family then claims all `count`.
+    CvResult writeDummyAtoms(unsigned count, const TrackData* rows, int rowCount);
     void closeIndexers();
 
     // --- close and growing files (WriterClose.cpp)
@@ -70,6 +76,10 @@ public:
     void close(std::vector<unsigned char>* headerCopy = nullptr, std::vector<unsigned char>* footerCopy = nullptr);
     // Closes the children too; this writer's header and footer first.
     void close(std::vector<std::vector<unsigned char>>& buffers);
+    // Sets the essence length and the counters as if `frames` edit units had
+    // been written after `base` bytes: sound by the cadence row, other
+    // essence by the size of the edit units written so far.
+    void ewcExpand(uint64_t base, uint64_t frames, int cadenceRow);
 
     // What the writer decided, for callers and tests.
     int getFileType() const { return m_fileType; }

@@ -2,13 +2,14 @@
 
 #include "frame/BigEndian.h"
 #include "frame/CvFileIOFactory.h"
+#include "growing/AudioCadence.h"
 #include "mxf/write/FileWriter.h"
 
 namespace Corvidane::MXF {
 
 CvResult CMxf_FileWriter::writeAt(uint64_t offset, const unsigned char* data, size_t size)
 {
-    if (m_flags & 8)
+    if (m_flags & DryRun)
         return OK;
     CvResult result = m_file.seek(static_cast<unsigned long>(offset), 0);
     unsigned written = 0;
@@ -125,7 +126,7 @@ void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<
     }
     m_file.close();
     closeIndexers();
-    if (m_flags & 32)
+    if (m_flags & DeleteOnClose)
         CvFileIOFactoryProvider::deleteFile(m_filename.c_str());
     reset();
 }
@@ -200,6 +201,26 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
             writeAt(body.pack.thisPartition, body.bytes.data(), length);
         }
     }
+}
+
+void CMxf_FileWriter::ewcExpand(uint64_t base, uint64_t frames, int cadenceRow)
+{
+    m_essence.clear();
+    m_audioBuffered.clear();
+    m_pendingAudioSizes.clear();
+    uint64_t units = frames;
+    const int primary = primaryOrFirstTrack();
+    const ExternalIndexer::AudioCadence* cadence = ExternalIndexer::audioCadence(cadenceRow);
+    if (m_tracks[size_t(primary)].streamType == StreamAudio && cadence) {
+        units = uint64_t(cadence->period()) * (frames / 5) + cadence->sumBefore(unsigned(frames % 5));
+        m_essenceLength = units * m_tracks[size_t(primary)].audio.blockAlign + base;
+    } else {
+        m_essenceLength = (m_essenceLength - base) * frames + base;
+    }
+    m_atomsWritten = m_atomsInPartition = units;
+    updateEssenceKeyLength();
+    if (m_ownSegment)
+        m_ownSegment->indexDuration = int64_t(units);
 }
 
 void CMxf_FileWriter::close(std::vector<std::vector<unsigned char>>& buffers)

@@ -4,6 +4,7 @@
 #include "frame/BigEndian.h"
 #include "frame/FourCC.h"
 #include "frame/TimeCode.h"
+#include "growing/AudioCadence.h"
 #include "mxf/model/KlvItem.h"
 #include "mxf/write/FileWriter.h"
 
@@ -91,7 +92,7 @@ void CMxf_FileWriter::essence_WriteSystemItem(std::vector<unsigned char>& out)
 CvResult CMxf_FileWriter::writeEssence(uint64_t& written)
 {
     written = 0;
-    if (m_flags & 8) {
+    if (m_flags & DryRun) {
         written = m_essence.size();
         return OK;
     }
@@ -375,6 +376,50 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* r
         m_elementSizes[i] = row.size;
         m_elementOffsets[i] = m_fileEnd + m_essence.size() - row.size;
         ++m_trackCounts[i];
+    }
+    return OK;
+}
+
+CvResult CMxf_FileWriter::writeDummyAtoms(unsigned count, const TrackData* rows, int rowCount)
+{
+    if (!isOpAtom() || m_wrapType != 2 || m_editUnitSize == 0 || m_fileType == FileTypeMpegLongGop) {
+        setLastError(InvalidArg, L"Cannot write dummy items to this file type. (must be i-frame/opatom/clip wrapped)");
+        return InvalidArg;
+    }
+    if (!rows || rowCount != int(m_tracks.size())) {
+        setLastError(InvalidArg, L"WriteAtom invalid number of tracks, got %d need %d", rowCount,
+                     int(m_tracks.size()));
+        return InvalidArg;
+    }
+    for (const TrackStructuralData& track : m_tracks)
+        if (track.streamType == StreamAudio && track.audio.sampleRate != 48000) {
+            setLastError(InvalidArg, L"Audio sample rate must be 48kHz");
+            return InvalidArg;
+        }
+    const int picture = firstVideoTrack();
+    const int row = picture >= 0 ? ExternalIndexer::audioCadenceRowOfFrameRate(
+                                       m_tracks[size_t(picture)].video.rateNumerator,
+                                       m_tracks[size_t(picture)].video.rateDenominator)
+                                 : -1;
+    const ExternalIndexer::AudioCadence* cadence = ExternalIndexer::audioCadence(row);
+    if (!cadence) {
+        setLastError(InvalidArg, L"No 48kHz cadence for the picture's frame rate");
+        return InvalidArg;
+    }
+    std::vector<TrackData> atom(rows, rows + rowCount);
+    for (unsigned i = 0; i < count; ++i) {
+        for (size_t t = 0; t < m_tracks.size(); ++t)
+            if (m_tracks[t].streamType == StreamAudio)
+                atom[t].size = m_tracks[t].audio.blockAlign * cadence->counts[i % 5];
+        CvResult result = writeAtom(atom.data(), rowCount);
+        if (!isSuccess(result))
+            return result;
+        if (i == 0 && (m_flags & ExpandAfterFirstDummy)) {
+            ewcExpand(0, count, row);
+            for (auto& child : m_children)
+                child->ewcExpand(0, count, row);
+            return OK;
+        }
     }
     return OK;
 }

@@ -177,3 +177,105 @@ TEST_F(MxfWriterGrowing, TheSideIndexListsPicturesInDisplayOrder)
 }
 
 } // namespace
+
+namespace {
+
+// Edit while capture: dummy edit units, and the claim of all of them at once.
+class MxfWriterDummyAtoms : public MxfWriterGrowing {
+protected:
+    std::vector<TrackStructuralData> dvTracks()
+    {
+        return {timecodeTrack(25, 1, 0, false), videoTrack("dvsd", 720, 576, 25, 1, 1, 25000, false),
+                audioTrack(1, 16), audioTrack(1, 16)};
+    }
+
+    // One DV picture and room for the largest share of sound.
+    std::vector<TrackData> rows()
+    {
+        static const uint32_t zero = 0;
+        m_picture = framesOf(testMedia("raw_dv_pal.dv")).front().bytes;
+        m_sound.assign(2002 * 2, '\0');
+        const auto* sound = reinterpret_cast<const unsigned char*>(m_sound.data());
+        return {TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                TrackData{reinterpret_cast<const unsigned char*>(m_picture.data()), uint32_t(m_picture.size()), 0,
+                          HalcIFrame},
+                TrackData{sound, 0, 0, 0}, TrackData{sound, 0, 0, 0}};
+    }
+
+    // The length of the clip-wrapped element, from the key's eight-byte BER length.
+    static uint64_t elementLength(const std::string& file)
+    {
+        uint64_t length = 0;
+        for (size_t i = 0x60000 - 7; i < 0x60000; ++i)
+            length = length << 8 | static_cast<unsigned char>(file[i]);
+        return length;
+    }
+
+    std::string m_picture;
+    std::string m_sound;
+};
+
+TEST_F(MxfWriterDummyAtoms, EachEditUnitCarriesItsCadence)
+{
+    const std::string path = m_dir.file("dummy.mxf");
+    const std::vector<TrackStructuralData> tracks = dvTracks();
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), int(tracks.size()), 0), OK);
+    std::vector<TrackData> atom = rows();
+    ASSERT_EQ(writer.writeDummyAtoms(10, atom.data(), int(atom.size())), OK) << writer.getLastError();
+    writer.close();
+
+    EXPECT_EQ(elementLength(readFile(path)), 10u * 144000u);
+    const std::string sound = m_dir.file("dummy.a1.mxf");
+    EXPECT_EQ(elementLength(readFile(sound)), 10u * 1920u * 2u);
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(sound), iFile::Buffered)));
+    for (int s = 0; s < reader.get_StreamCount(); ++s) {
+        if (reader.get_IsAudio(s))
+            EXPECT_EQ(reader.get_Length(s), 19200u);
+    }
+}
+
+TEST_F(MxfWriterDummyAtoms, TheFamilyClaimsEveryFrameAtOnce)
+{
+    const std::string path = m_dir.file("claim.mxf");
+    const std::vector<TrackStructuralData> tracks = dvTracks();
+    CMxf_FileWriter writer;
+    writer.setFlags(CMxf_FileWriter::ExpandAfterFirstDummy);
+    ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), int(tracks.size()), 0), OK);
+    std::vector<TrackData> atom = rows();
+    ASSERT_EQ(writer.writeDummyAtoms(50, atom.data(), int(atom.size())), OK);
+    EXPECT_EQ(writer.getAtomsWritten(), 50u);
+    ASSERT_EQ(writer.flush(true), OK);
+    // One picture on disk, fifty claimed; the sound files claim fifty frames of samples.
+    EXPECT_EQ(elementLength(readFile(path)), 50u * 144000u);
+    EXPECT_EQ(elementLength(readFile(m_dir.file("claim.a1.mxf"))), 50u * 1920u * 2u);
+    EXPECT_EQ(elementLength(readFile(m_dir.file("claim.a2.mxf"))), 50u * 1920u * 2u);
+    writer.close();
+}
+
+TEST_F(MxfWriterDummyAtoms, OnlyClipWrappedConstantFilesTakeThem)
+{
+    std::vector<TrackData> atom = rows();
+    {
+        const std::vector<TrackStructuralData> tracks = dvTracks();
+        CMxf_FileWriter op1a;
+        ASSERT_EQ(op1a.create(fromUtf8(m_dir.file("op1a.mxf")), tracks.data(), int(tracks.size()), 1), OK);
+        EXPECT_EQ(op1a.writeDummyAtoms(5, atom.data(), int(atom.size())), InvalidArg);
+        std::string error;
+        toUtf8(op1a.getLastError(), error);
+        EXPECT_NE(error.find("must be i-frame/opatom/clip wrapped"), std::string::npos) << error;
+    }
+    {
+        std::vector<TrackStructuralData> tracks = dvTracks();
+        tracks[2].audio.sampleRate = 44100;
+        CMxf_FileWriter writer;
+        ASSERT_EQ(writer.create(fromUtf8(m_dir.file("cd.mxf")), tracks.data(), int(tracks.size()), 0), OK);
+        EXPECT_EQ(writer.writeDummyAtoms(5, atom.data(), int(atom.size())), InvalidArg);
+        std::string error;
+        toUtf8(writer.getLastError(), error);
+        EXPECT_NE(error.find("Audio sample rate must be 48kHz"), std::string::npos) << error;
+    }
+}
+
+} // namespace
