@@ -157,7 +157,7 @@ private:
     CvResult writeAtom_FixedSize_FrameWrapped(const TrackData* rows, uint64_t& written);
     CvResult writeAtom_FixedSize_ClipWrapped(const TrackData* rows, uint64_t& written);
     CvResult writeAtom_VariableSize(const TrackData* rows, int count, uint64_t& written);
-    CvResult writeAtom_VariableSize_FrameWrapped(const TrackData* rows, uint64_t& written);
+    CvResult writeAtom_VariableSize_FrameWrapped(const TrackData* rows);
     CvResult opAtomWrittenAtom(const TrackData* rows, int count);
     CvResult startBodyPartition();
     CvResult writeEssence(uint64_t& written);
@@ -196,7 +196,6 @@ private:
     bool m_audioOnly = false;
     bool m_isXdcam = false;
     int m_fileType = 0;
-    bool m_avcIntra100 = false;
     uint32_t m_sectorSize = 512;
     uint32_t m_kagSize = 512;
     uint32_t m_bodySID = 1;
@@ -206,7 +205,6 @@ private:
     std::vector<MXFRATIONAL> m_editRates;
     uint32_t m_startTimecode = 0;
     bool m_dropFrame = false;
-    MXFRATIONAL m_timecodeRate{};
     int32_t m_resolutionId = 0;
     uint32_t m_gopSize = 1;
     uint32_t m_partitionFrames = 4000;
@@ -239,7 +237,6 @@ private:
     bool m_setWriteFailed = false;
     std::vector<LengthOffset> m_lengthOffsets;
     std::vector<unsigned char> m_header;  // the header partition's bytes up to the essence
-    size_t m_headerMetadataEnd = 0;      // where the header partition's metadata and index end
     size_t m_headerIndexAt = 0;          // the header's index gap; 0 without one
     size_t m_headerIndexEnd = 0;
     size_t m_sizeOfEssenceKeyInHeader = 0;

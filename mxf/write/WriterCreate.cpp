@@ -63,7 +63,7 @@ void CMxf_FileWriter::reset()
     m_pattern.setOP1A();
     m_wrapType = 1;
     m_opAtomTrack = -1;
-    m_audioOnly = m_isXdcam = m_avcIntra100 = false;
+    m_audioOnly = m_isXdcam = false;
     m_fileType = FileTypeNone;
     m_sectorSize = m_kagSize = 512;
     m_bodySID = 1;
@@ -73,7 +73,6 @@ void CMxf_FileWriter::reset()
     m_editRates.clear();
     m_startTimecode = 0;
     m_dropFrame = false;
-    m_timecodeRate = MXFRATIONAL{};
     m_resolutionId = 0;
     m_gopSize = 1;
     m_partitionFrames = 4000;
@@ -99,7 +98,7 @@ void CMxf_FileWriter::reset()
     m_lengthOffsets.clear();
     m_header.clear();
     m_header.shrink_to_fit();
-    m_headerMetadataEnd = m_headerIndexAt = m_sizeOfEssenceKeyInHeader = 0;
+    m_headerIndexAt = m_sizeOfEssenceKeyInHeader = 0;
     m_partitions.clear();
     m_ownSegment.reset();
     m_indexMode = 1;
@@ -159,7 +158,6 @@ CvResult CMxf_FileWriter::create(const std::wstring& filename, const TrackStruct
             if (rename.to)
                 track.video.fourcc = rename.to;
             m_isXdcam = m_isXdcam || rename.xdcam;
-            m_avcIntra100 = m_avcIntra100 || rename.avcIntra100;
         }
         break;
     }
@@ -193,7 +191,6 @@ CvResult CMxf_FileWriter::classifyTrack(int index, const TrackStructuralData& tr
         m_startTimecode = track.timecode.startFrame;
         m_dropFrame = track.timecode.dropFrame != 0;
         rate = MXFRATIONAL{int32_t(track.timecode.rateNumerator), int32_t(track.timecode.rateDenominator)};
-        m_timecodeRate = rate;
         return OK;
     }
     if (isAncillaryTrack(track)) {

@@ -322,7 +322,7 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int coun
         m_elementSizes[size_t(m_opAtomTrack)] = row.size;
         ++m_trackCounts[size_t(m_opAtomTrack)];
     } else {
-        result = writeAtom_VariableSize_FrameWrapped(rows, written);
+        result = writeAtom_VariableSize_FrameWrapped(rows);
         if (!isSuccess(result))
             return result;
     }
@@ -341,7 +341,7 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int coun
     return OK;
 }
 
-CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* rows, uint64_t&)
+CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* rows)
 {
     const int video = firstVideoTrack();
     const uint32_t frameType = video >= 0 ? rows[video].frameType : HalcIFrame;

@@ -12,19 +12,18 @@ struct RenameRow {
 };
 
 const RenameRow renameRows[] = {
-    {fourCC("xd50"), {0, true, false}},
-    {fourCC("hdv2"), {fourCC("xd25"), true, false}},
-    {fourCC("hdv3"), {fourCC("xd25"), true, false}},
-    {fourCC("xdv2"), {fourCC("xd35"), true, false}},
-    {fourCC("xdv3"), {fourCC("xd35"), true, false}},
-    {fourCC("xd35"), {fourCC("xd35"), true, false}},
-    {fourCC("xdvb"), {fourCC("xd35"), true, false}},
-    {fourCC("xdvc"), {fourCC("xd35"), true, false}},
-    {fourCC("avc6"), {0, false, true}},
-    {fourCC("avca"), {fourCC("avc5"), false, false}},
-    {fourCC("avcb"), {fourCC("avc5"), false, false}},
-    {fourCC("avcc"), {fourCC("avc6"), false, true}},
-    {fourCC("avcd"), {fourCC("avc6"), false, true}},
+    {fourCC("xd50"), {0, true}},
+    {fourCC("hdv2"), {fourCC("xd25"), true}},
+    {fourCC("hdv3"), {fourCC("xd25"), true}},
+    {fourCC("xdv2"), {fourCC("xd35"), true}},
+    {fourCC("xdv3"), {fourCC("xd35"), true}},
+    {fourCC("xd35"), {fourCC("xd35"), true}},
+    {fourCC("xdvb"), {fourCC("xd35"), true}},
+    {fourCC("xdvc"), {fourCC("xd35"), true}},
+    {fourCC("avca"), {fourCC("avc5"), false}},
+    {fourCC("avcb"), {fourCC("avc5"), false}},
+    {fourCC("avcc"), {fourCC("avc6"), false}},
+    {fourCC("avcd"), {fourCC("avc6"), false}},
 };
 
 struct TypeRow {

@@ -27,11 +27,11 @@ enum WriterFileType : int {
     FileTypeDNxHR = 14,
 };
 
-// How `create` renames the first video track's code, and what it marks.
+// How `create` renames the first video track's code, and whether the file
+// is then an XDCAM file.
 struct CodeRename {
-    unsigned to;       // 0: the code stays
+    unsigned to;  // 0: the code stays
     bool xdcam;
-    bool avcIntra100;
 };
 bool renameForCreate(unsigned fcc, CodeRename& rename);
 
