@@ -120,6 +120,7 @@ private:
 
     void reset();
     bool isOpAtom() const { return m_operationalPattern == 0; }
+    bool isOp1aXdcam() const { return !isOpAtom() && m_isXdcam; }
     int primaryOrFirstTrack() const;
     CvResult failCreate(CvResult code, const wchar_t* text);
     CvResult classifyTrack(int index, const TrackStructuralData& track, int videoCount, int audioCount,
@@ -160,6 +161,8 @@ private:
     CvResult writeAtom_VariableSize_FrameWrapped(const TrackData* rows);
     CvResult opAtomWrittenAtom(const TrackData* rows, int count);
     CvResult startBodyPartition();
+    CvResult startXdcamBodyPartition();
+    CMxf_IndexTable_Segment* currentSegment();
     CvResult writeEssence(uint64_t& written);
     void essence_WriteSystemItem(std::vector<unsigned char>& out);
     void appendElement(std::vector<unsigned char>& out, const MXFUL& key, const unsigned char* data, uint32_t size);
@@ -244,6 +247,9 @@ private:
     // Essence and index
     std::deque<Partition> m_partitions;  // [0] is the header partition; a deque, as packs only copy
     std::unique_ptr<CMxf_IndexTable_Segment> m_ownSegment;
+    // OP1a XDCAM: the segment of the current partition's essence, written in
+    // the next partition (or the footer).
+    std::unique_ptr<CMxf_IndexTable_Segment> m_xdcamSegment;
     unsigned m_indexMode = 1;
     uint32_t m_editUnitSize = 0;
     std::vector<MXFDELTAENTRY> m_deltaEntries;

@@ -3,6 +3,7 @@
 #include "frame/BigEndian.h"
 #include "frame/CvFileIOFactory.h"
 #include "growing/AudioCadence.h"
+#include "mxf/model/RipPack.h"
 #include "mxf/write/FileWriter.h"
 
 namespace Corvidane::MXF {
@@ -57,10 +58,9 @@ void CMxf_FileWriter::updateLength(uint64_t frames)
 
 void CMxf_FileWriter::closePartition()
 {
-    Partition& partition = m_partitions.back();
-    if (!partition.segments.empty())
-        updateTemporalPosition(*partition.segments.back());
-    partition.pack.set_Status(ClosedComplete);
+    if (CMxf_IndexTable_Segment* segment = currentSegment())
+        updateTemporalPosition(*segment);
+    m_partitions.back().pack.set_Status(ClosedComplete);
 }
 
 CvResult CMxf_FileWriter::flush(bool full)
@@ -154,14 +154,20 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
     if (!isSuccess(flush(true)))
         return;
 
+    // The writer's own segment, or XDCAM's last: rounded up to the sector,
+    // and one sector more where a filler couldn't follow it.
+    CMxf_IndexTable_Segment* footerSegment = isOp1aXdcam() ? m_xdcamSegment.get() : m_ownSegment.get();
     uint64_t indexSize = 0;
-    if (m_ownSegment) {
-        indexSize = (m_ownSegment->toKlv(nullptr, 0) + m_sectorSize - 1) / m_sectorSize * m_sectorSize;
-        indexSize += m_sectorSize;
+    if (footerSegment) {
+        std::vector<unsigned char> rendered(footerSegment->toKlv(nullptr, 0));
+        const uint64_t klv = footerSegment->toKlv(rendered.data(), rendered.size());
+        indexSize = (klv + m_sectorSize - 1) / m_sectorSize * m_sectorSize;
+        if (!isOp1aXdcam() || (indexSize - klv != 0 && indexSize - klv < 20))
+            indexSize += m_sectorSize;
     }
     Partition footer;
     const std::vector<MXFUL> labels = getEssenceBatch();
-    footer.pack.Create(PartitionFooter, ClosedComplete, m_kagSize, 0, m_ownSegment ? m_indexSID : 0, m_pattern,
+    footer.pack.Create(PartitionFooter, ClosedComplete, m_kagSize, 0, footerSegment ? m_indexSID : 0, m_pattern,
                        labels.data(), uint32_t(labels.size()));
     footer.pack.thisPartition = footer.pack.footerPartition = m_footerPosition;
     footer.pack.previousPartition = m_partitions.back().pack.thisPartition;
@@ -174,9 +180,9 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
     const size_t indexAt = footer.bytes.size();
     footer.bytes.resize(indexAt + size_t(indexSize));
     if (indexSize) {
-        if (m_ownSegment->indexDuration == 0 || m_ownSegment->isConstant())
-            m_ownSegment->indexDuration = int64_t(m_atomsWritten);
-        renderSegment(*m_ownSegment, footer.bytes, indexAt, footer.bytes.size());
+        if (footerSegment->indexDuration == 0 || footerSegment->isConstant())
+            footerSegment->indexDuration = int64_t(m_atomsWritten);
+        renderSegment(*footerSegment, footer.bytes, indexAt, footer.bytes.size());
     } else if (m_addTrailingRandomFill && m_kagSize == 1) {
         const size_t at = footer.bytes.size();
         writeFiller(footer.bytes, 36);
@@ -184,6 +190,15 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
         UuidCreate(&random);
         std::copy(reinterpret_cast<unsigned char*>(&random), reinterpret_cast<unsigned char*>(&random) + 16,
                   footer.bytes.begin() + std::ptrdiff_t(at + 20));
+    }
+    if (isOp1aXdcam()) {
+        // A random index of every partition ends an XDCAM file.
+        CRipPack rip;
+        for (const Partition& partition : m_partitions)
+            rip.entries.push_back(CRipPack::Entry{partition.pack.bodySID, partition.pack.thisPartition});
+        rip.entries.push_back(CRipPack::Entry{0, m_footerPosition});
+        const std::vector<unsigned char> bytes = rip.toBytes();
+        footer.bytes.insert(footer.bytes.end(), bytes.begin(), bytes.end());
     }
     m_fileEnd += footer.bytes.size();
     if (!isSuccess(writeAt(m_footerPosition, footer.bytes.data(), footer.bytes.size())))

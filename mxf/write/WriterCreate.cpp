@@ -101,6 +101,7 @@ void CMxf_FileWriter::reset()
     m_headerIndexAt = m_sizeOfEssenceKeyInHeader = 0;
     m_partitions.clear();
     m_ownSegment.reset();
+    m_xdcamSegment.reset();
     m_indexMode = 1;
     m_editUnitSize = 0;
     m_deltaEntries.clear();

@@ -84,6 +84,10 @@ void CMxf_FileWriter::essence_WriteSystemItem(std::vector<unsigned char>& out)
     const double fps = rate.denominator > 0 ? double(rate.numerator) / rate.denominator : 25.0;
     CTimeCodeEx timecode(static_cast<unsigned long>(m_atomsWritten + m_startTimecode), fps, m_dropFrame);
     timecode.formatSony(reinterpret_cast<char*>(v + 41), true);
+    if (isOp1aXdcam()) {
+        static const MXFUL packageMetadataKey = labelFromText("06.0E.2B.34.02.43.01.01.0D.01.03.01.04.01.02.00");
+        appendElement(out, packageMetadataKey, nullptr, 0);
+    }
     // The system item's slot is one KAG from the content package's start,
     // where the index's delta entries place the next element.
     fillToKag(out, 0);
@@ -346,6 +350,11 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* r
     const int video = firstVideoTrack();
     const uint32_t frameType = video >= 0 ? rows[video].frameType : HalcIFrame;
     bool newPartition = m_atomsWritten == 0 || m_atomsInPartition >= m_partitionFrames;
+    // XDCAM partitions hold whole GOPs of about ten seconds at most.
+    const VideoStructuralData* picture = video >= 0 ? &m_tracks[size_t(video)].video : nullptr;
+    if (!newPartition && isOp1aXdcam() && picture && picture->rateDenominator && (frameType & HalcIFrame))
+        newPartition = m_gopSize + m_atomsInPartition >
+                       uint64_t(picture->rateNumerator) * 10 / picture->rateDenominator;
     const bool anchorsOnly =
         m_fileType == FileTypeMpegLongGop || m_fileType == FileTypeProxy || m_fileType == FileTypeAvidProxy;
     if (m_atomsWritten != 0 && anchorsOnly && !(frameType & HalcIFrame))
@@ -357,7 +366,7 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* r
             if (!isSuccess(result))
                 return result;
         }
-        CvResult result = startBodyPartition();
+        CvResult result = isOp1aXdcam() ? startXdcamBodyPartition() : startBodyPartition();
         if (!isSuccess(result))
             return result;
     }

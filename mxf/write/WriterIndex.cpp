@@ -150,13 +150,18 @@ std::unique_ptr<CMxf_IndexTable_Segment> CMxf_FileWriter::createIndexTable(int64
     return segment;
 }
 
+CMxf_IndexTable_Segment* CMxf_FileWriter::currentSegment()
+{
+    if (isOp1aXdcam())
+        return m_xdcamSegment.get();
+    if (!isOpAtom() && m_partitions.size() > 1 && !m_partitions.back().segments.empty())
+        return m_partitions.back().segments.back().get();
+    return m_ownSegment.get();
+}
+
 CvResult CMxf_FileWriter::updateIndexTable(const TrackData* rows, uint64_t written)
 {
-    CMxf_IndexTable_Segment* segment = nullptr;
-    if (!isOpAtom() && m_partitions.size() > 1 && !m_partitions.back().segments.empty())
-        segment = m_partitions.back().segments.back().get();
-    else if (m_ownSegment)
-        segment = m_ownSegment.get();
+    CMxf_IndexTable_Segment* segment = currentSegment();
     if (!segment) {
         setLastError(Unexpected, L"updateIndexTable failed, no index to update");
         return Unexpected;
@@ -168,7 +173,10 @@ CvResult CMxf_FileWriter::updateIndexTable(const TrackData* rows, uint64_t writt
 
     CMxf_IndexTable_IndexEntry entry;
     const bool intra = (frameType & HalcIFrame) || !(frameType & (HalcPFrame | HalcBFrame));
-    entry.flags = intra ? 0x80 : (frameType & HalcBFrame) ? 0x30 : 0x20;
+    if (isOp1aXdcam())
+        entry.flags = intra ? 0xC0 : (frameType & HalcBFrame) ? 0x33 : 0x22;
+    else
+        entry.flags = intra ? 0x80 : (frameType & HalcBFrame) ? 0x30 : 0x20;
     if (frameType & HalcSequenceHeader)
         entry.flags |= 0x40;
     const bool reordered = m_fileType == FileTypeMpegLongGop || m_fileType == FileTypeProxy ||
@@ -273,6 +281,44 @@ CvResult CMxf_FileWriter::startBodyPartition()
     partition.indexGapAt = packLength;
     writeFiller(partition.bytes, m_partitionIndexReserve - packLength);
     partition.segments.push_back(createIndexTable(int64_t(m_atomsWritten)));
+    const uint64_t at = m_fileEnd;
+    m_fileEnd += partition.bytes.size();
+    CvResult result = writeAt(at, partition.bytes.data(), partition.bytes.size());
+    if (!isSuccess(result)) {
+        m_fileEnd = at;
+        return result;
+    }
+    m_atomsInPartition = 0;
+    m_partitions.push_back(std::move(partition));
+    return OK;
+}
+
+CvResult CMxf_FileWriter::startXdcamBodyPartition()
+{
+    Partition partition;
+    const std::vector<MXFUL> labels = getEssenceBatch();
+    partition.pack.Create(PartitionBody, ClosedIncomplete, m_kagSize, m_bodySID, m_xdcamSegment ? m_indexSID : 0,
+                          m_pattern, labels.data(), uint32_t(labels.size()));
+    partition.pack.thisPartition = m_fileEnd;
+    partition.pack.previousPartition = m_partitions.back().pack.thisPartition;
+    partition.pack.bodyOffset = m_essenceBytesWritten;
+    const size_t packLength = 20 + 88 + 16 * labels.size();
+    partition.bytes.resize(packLength);
+    // The segment of the partition before goes here, between KAG fills.
+    std::vector<unsigned char> segment;
+    if (m_xdcamSegment) {
+        segment.resize(m_xdcamSegment->toKlv(nullptr, 0));
+        segment.resize(m_xdcamSegment->toKlv(segment.data(), segment.size()));
+        partition.pack.indexByteCount = (segment.size() + m_sectorSize - 1) / m_sectorSize * m_sectorSize;
+    }
+    renderPack(partition, partition.bytes, 0);
+    if (m_xdcamSegment) {
+        fillToKag(partition.bytes, partition.pack.thisPartition);
+        partition.bytes.insert(partition.bytes.end(), segment.begin(), segment.end());
+        fillToKag(partition.bytes, partition.pack.thisPartition);
+        partition.segments.push_back(std::move(m_xdcamSegment));
+    }
+    m_xdcamSegment = createIndexTable(int64_t(m_atomsWritten));
     const uint64_t at = m_fileEnd;
     m_fileEnd += partition.bytes.size();
     CvResult result = writeAt(at, partition.bytes.data(), partition.bytes.size());

@@ -48,6 +48,14 @@ raw_mpeg2_gop.m2v)
 raw_mpeg2_ntsc.m2v)
     ff $(video 720x480 30000/1001 2) -c:v mpeg2video -g 15 -bf 2 -flags +cgop -b:v 8M -pix_fmt yuv422p $exact \
         -f mpeg2video "$tmp" ;;
+raw_mpeg2_xd50.m2v)
+    # XDCAM HD 422 shaped: 1080i 4:2:2 long GOP at 50 Mbit/s.
+    ff $(video 1920x1080 25 1.2) -c:v mpeg2video -pix_fmt yuv422p -flags +ilme+ildct+cgop -top 1 -g 12 -bf 2 \
+        -b:v 50M $exact -f mpeg2video "$tmp" ;;
+raw_mpeg2_12s.m2v)
+    # Twelve seconds of small 4:2:2 long GOP: more than one XDCAM partition.
+    ff $(video 720x576 25 12) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 1M $exact \
+        -f mpeg2video "$tmp" ;;
 raw_dv_pal.dv)
     ff $(video 720x576 25 1) -c:v dvvideo -pix_fmt yuv420p $exact -f dv "$tmp" ;;
 raw_dnxhd_36.dnxhd)

@@ -7,7 +7,12 @@
 #include <vector>
 
 #include "avi/AviTestSupport.h"
+#include "frame/BigEndian.h"
 #include "frame/Utf8.h"
+#include "mxf/model/IndexTableSegment.h"
+#include "mxf/model/KlvItem.h"
+#include "mxf/model/PartitionPack.h"
+#include "mxf/model/RipPack.h"
 #include "mxf/read/FileReader.h"
 #include "mxf/write/FileWriter.h"
 #include "support/DriverFixture.h"
@@ -244,6 +249,132 @@ TEST_F(MxfWriterOp1a, DropFrameTimecodeAndNtscCadence)
             EXPECT_TRUE(isSuccess(reader.get_TimeCode(s, 0, &start)));
             EXPECT_EQ(start, 107892u);
         }
+}
+
+} // namespace
+
+namespace {
+
+// XDCAM HD 422: AES3 sound counted in its keys, each partition's index in the
+// next partition or the footer, and a random index.
+TEST_F(MxfWriterOp1a, XdcamHd422WithARandomIndex)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("xd50", 1920, 1080, 25, 1, 12, 50000, false),
+                     audioTrack(1, 24), audioTrack(1, 24)};
+    source.video = framesOf(testMedia("raw_mpeg2_xd50.m2v"));
+    const std::string mono = readFile(testMedia("raw_pcm24_mono.s24le"));
+    source.audio = {mono, mono};
+    const std::string path = m_dir.file("xdcam.mxf");
+    write(path, source);
+
+    expectSameVideoPackets(path, testMedia("raw_mpeg2_xd50.m2v"));
+    EXPECT_EQ(framemd5(path, "v"), framemd5(testMedia("raw_mpeg2_xd50.m2v"), "v"));
+    EXPECT_TRUE(rawAudio(path, "s24le") == audioOfFrames(source, 0, source.video.size()));
+    EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
+    EXPECT_EQ(mediainfo(path, "Audio;%Format%"), "PCMPCM");
+
+    // The random index names every partition pack, the footer last.
+    std::string file = readFile(path);
+    const uint32_t ripLength = readBE32(reinterpret_cast<const unsigned char*>(&file[file.size() - 4]));
+    ASSERT_LT(ripLength, file.size());
+    MXF::CRipPack rip;
+    ASSERT_TRUE(rip.SetKLV(reinterpret_cast<unsigned char*>(&file[file.size() - ripLength]), ripLength));
+    ASSERT_GE(rip.entries.size(), 3u);
+    for (const MXF::CRipPack::Entry& entry : rip.entries) {
+        MXF::CMxfPartitionPack pack;
+        MXF::CKlvItem item;
+        unsigned char* p = reinterpret_cast<unsigned char*>(&file[size_t(entry.byteOffset)]);
+        ASSERT_TRUE(item.setKLV(&p, false));
+        ASSERT_TRUE(pack.SetKLV(item)) << entry.byteOffset;
+        EXPECT_EQ(pack.bodySID, entry.bodySID);
+        EXPECT_EQ(pack.thisPartition, entry.byteOffset);
+    }
+    EXPECT_EQ(rip.entries.back().bodySID, 0u);
+    EXPECT_EQ(rip.entries[1].bodySID, 2u) << "XDCAM's essence is body 2, its index 1";
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 22);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << frame << " " << toText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+    }
+}
+
+} // namespace
+
+namespace {
+
+// Past ten seconds an XDCAM file starts a partition at a GOP, which carries
+// the index of the partition before it.
+TEST_F(MxfWriterOp1a, XdcamPartitionsCarryTheIndexOfThePartitionBefore)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("xd50", 720, 576, 25, 1, 12, 50000, false),
+                     audioTrack(2, 16)};
+    source.video = framesOf(testMedia("raw_mpeg2_12s.m2v"));
+    source.audio = {std::string(size_t(1920) * 4 * source.video.size(), '\x11')};
+    const std::string path = m_dir.file("xdcam_parts.mxf");
+    write(path, source);
+
+    expectSameVideoPackets(path, testMedia("raw_mpeg2_12s.m2v"));
+    std::string file = readFile(path);
+    const uint32_t ripLength = readBE32(reinterpret_cast<const unsigned char*>(&file[file.size() - 4]));
+    MXF::CRipPack rip;
+    ASSERT_TRUE(rip.SetKLV(reinterpret_cast<unsigned char*>(&file[file.size() - ripLength]), ripLength));
+    ASSERT_EQ(rip.entries.size(), 4u) << "header, two bodies, footer";
+    int64_t indexed = 0;
+    for (size_t i = 2; i < rip.entries.size(); ++i) {
+        SCOPED_TRACE("partition " + std::to_string(i));
+        MXF::CKlvItem item;
+        unsigned char* p = reinterpret_cast<unsigned char*>(&file[size_t(rip.entries[i].byteOffset)]);
+        ASSERT_TRUE(item.setKLV(&p, false));
+        MXF::CMxfPartitionPack pack;
+        ASSERT_TRUE(pack.SetKLV(item));
+        EXPECT_EQ(pack.indexSID, 1u);
+        ASSERT_GT(pack.indexByteCount, 0u);
+        // The segment after the pack's KAG fill starts where the one before ended.
+        const size_t segmentAt = (size_t(rip.entries[i].byteOffset) + 16 + item.lengthLength + item.length + 511) /
+                                 512 * 512;
+        unsigned char* s = reinterpret_cast<unsigned char*>(&file[segmentAt]);
+        MXF::CKlvItem segmentItem;
+        ASSERT_TRUE(segmentItem.setKLV(&s, false));
+        MXF::CMxf_IndexTable_Segment segment;
+        ASSERT_TRUE(segment.read(segmentItem));
+        EXPECT_EQ(segment.indexStartPosition, indexed);
+        EXPECT_EQ(segment.indexEntries.front().flags & 0xC0, 0xC0) << "an XDCAM partition starts with an I picture";
+        indexed += segment.indexDuration;
+    }
+    EXPECT_EQ(indexed, int64_t(source.video.size()));
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 20);
+    for (unsigned frame : {0u, 100u, 250u, 251u, unsigned(source.video.size() - 1)}) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << frame << " " << toText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+    }
 }
 
 } // namespace
