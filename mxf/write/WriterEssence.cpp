@@ -128,6 +128,11 @@ CvResult CMxf_FileWriter::writeAtom(const TrackData* rows, int count)
         setLastError(InvalidState, L"WriteAtom without an open file");
         return InvalidState;
     }
+    for (int i = 0; i < count; ++i)
+        if (rows[i].size && !rows[i].data) {
+            setLastError(InvalidArg, L"WriteAtom row %d has %u bytes and no data", i, rows[i].size);
+            return InvalidArg;
+        }
     if (m_atomsWritten >= m_maxAtoms) {
         setLastError(MaxFileSizeExceeded, L"Exceeded maximum number of atoms");
         return MaxFileSizeExceeded;

@@ -178,6 +178,10 @@ TEST_F(MxfWriterCreate, BadCallsToWriteAreRefused)
     EXPECT_EQ(writer.writeAtom(rows, 2), InvalidArg);
     EXPECT_NE(text(writer.getLastError()).find("WriteAtom invalid number of tracks, got 2 need 3"), std::string::npos);
     EXPECT_EQ(writer.writeAtom(nullptr, 3), InvalidArg);
+    rows[2] = TrackData{nullptr, 7680, 0, 0};
+    EXPECT_EQ(writer.writeAtom(rows, 3), InvalidArg);
+    EXPECT_NE(text(writer.getLastError()).find("row 2 has 7680 bytes and no data"), std::string::npos);
+    rows[2] = TrackData{};
     // A picture larger than its slot in the constant edit unit.
     std::vector<unsigned char> big(200000, 0);
     rows[1] = TrackData{big.data(), uint32_t(big.size()), 0, HalcIFrame};
