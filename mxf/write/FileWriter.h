@@ -124,7 +124,7 @@ private:
     int primaryOrFirstTrack() const;
     CvResult failCreate(CvResult code, const wchar_t* text);
     CvResult classifyTrack(int index, const TrackStructuralData& track, int videoCount, int audioCount,
-                           int& audioIndex, int timecodeTrack);
+                           int& audioIndex, const TrackStructuralData* clock);
 
     // --- header metadata (WriterHeaderMetadata.cpp)
     void writeHeaderMetadata(std::vector<unsigned char>& out);

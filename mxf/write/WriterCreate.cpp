@@ -183,7 +183,7 @@ CvResult CMxf_FileWriter::create(const std::wstring& filename, const TrackStruct
 }
 
 CvResult CMxf_FileWriter::classifyTrack(int index, const TrackStructuralData& track, int videoCount, int audioCount,
-                                        int& audioIndex, int timecodeTrack)
+                                        int& audioIndex, const TrackStructuralData* clock)
 {
     MXFUL& key = m_essenceKeys[size_t(index)];
     MXFRATIONAL& rate = m_editRates[size_t(index)];
@@ -198,8 +198,11 @@ CvResult CMxf_FileWriter::classifyTrack(int index, const TrackStructuralData& tr
         if (!isOpAtom())
             return failCreate(InvalidArg, L"ANC requires opatom");
         key = keyWithTail(0x17, 0x01, 0x02, 0x01);
-        if (timecodeTrack >= 0)
-            rate = m_editRates[size_t(timecodeTrack)];
+        // Ancillary data counts at the timecode's rate, else the picture's.
+        if (clock && clock->streamType == StreamTimecode)
+            rate = MXFRATIONAL{int32_t(clock->timecode.rateNumerator), int32_t(clock->timecode.rateDenominator)};
+        else if (clock)
+            rate = MXFRATIONAL{int32_t(clock->video.rateNumerator), int32_t(clock->video.rateDenominator)};
         return OK;
     }
     if (track.streamType == StreamAudio) {
@@ -300,12 +303,14 @@ CvResult CMxf_FileWriter::classifyTrack(int index, const TrackStructuralData& tr
 
 CvResult CMxf_FileWriter::setFileType(const TrackStructuralData* tracks, int count, int primaryTrack)
 {
-    int videoCount = 0, audioCount = 0, timecodeTrack = -1;
+    int videoCount = 0, audioCount = 0, timecodeTrack = -1, firstPicture = -1;
     for (int i = 0; i < count; ++i) {
         videoCount += tracks[i].streamType == StreamVideo;
         audioCount += tracks[i].streamType == StreamAudio;
         if (tracks[i].streamType == StreamTimecode && timecodeTrack < 0)
             timecodeTrack = i;
+        if (tracks[i].streamType == StreamVideo && firstPicture < 0)
+            firstPicture = i;
     }
     m_essenceKeys.assign(size_t(count), MXFUL{});
     m_editRates.assign(size_t(count), MXFRATIONAL{});
@@ -317,7 +322,9 @@ CvResult CMxf_FileWriter::setFileType(const TrackStructuralData* tracks, int cou
             const bool picture = tracks[i].streamType == StreamVideo;
             if ((pass == 0) != picture)
                 continue;
-            CvResult result = classifyTrack(i, tracks[i], videoCount, audioCount, audioIndex, timecodeTrack);
+            const int clock = timecodeTrack >= 0 ? timecodeTrack : firstPicture;
+            CvResult result = classifyTrack(i, tracks[i], videoCount, audioCount, audioIndex,
+                                            clock >= 0 ? &tracks[clock] : nullptr);
             if (!isSuccess(result))
                 return result;
         }
@@ -332,13 +339,9 @@ CvResult CMxf_FileWriter::setFileType(const TrackStructuralData* tracks, int cou
     if (!isOpAtom() && m_fileType == FileTypeIMX && audioCount > 1)
         return failCreate(InvalidArg, L"op1a IMX file must only have one audio track");
     // Sound in an OP1a content package counts in frames, as the picture does.
-    int picture = -1;
-    for (int i = 0; i < count && picture < 0; ++i)
-        if (tracks[i].streamType == StreamVideo)
-            picture = i;
-    for (int i = 0; i < count && !isOpAtom() && picture >= 0; ++i)
+    for (int i = 0; i < count && !isOpAtom() && firstPicture >= 0; ++i)
         if (tracks[i].streamType == StreamAudio)
-            m_editRates[size_t(i)] = m_editRates[size_t(picture)];
+            m_editRates[size_t(i)] = m_editRates[size_t(firstPicture)];
     int rateTrack = primaryTrack;
     for (int i = 0; i < count && rateTrack < 0; ++i)
         if (tracks[i].streamType == StreamVideo || tracks[i].streamType == StreamAudio)

@@ -325,9 +325,15 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int coun
     CvResult result;
     uint64_t elementOffset = m_fileEnd;
     if (isOpAtom()) {
+        // Clip wrapped: the bytes alone, behind the one key in the header;
+        // frame wrapped (ancillary data): an element of their own.
         const TrackData& row = rows[m_opAtomTrack];
-        m_essence.assign(row.data, row.data + row.size);
-        m_elementOffsets[size_t(m_opAtomTrack)] = elementOffset;
+        m_essence.clear();
+        if (m_wrapType == 1)
+            appendElement(m_essence, m_essenceKeys[size_t(m_opAtomTrack)], row.data, row.size);
+        else
+            m_essence.assign(row.data, row.data + row.size);
+        m_elementOffsets[size_t(m_opAtomTrack)] = elementOffset + m_essence.size() - row.size;
         m_elementSizes[size_t(m_opAtomTrack)] = row.size;
         ++m_trackCounts[size_t(m_opAtomTrack)];
     } else {

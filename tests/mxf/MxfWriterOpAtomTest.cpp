@@ -161,3 +161,51 @@ TEST_F(MxfWriterOpAtom, CommentsAndProjectOfTheMetadataBlock)
 }
 
 } // namespace
+
+namespace {
+
+// Ancillary data goes to a file of its own, frame wrapped, its index in the footer.
+TEST_F(MxfWriterOpAtom, AncillaryDataFileIsFrameWrapped)
+{
+    Source source = dnxhdSource();
+    source.tracks.resize(2);
+    TrackStructuralData anc{};
+    anc.streamType = StreamAncillary;
+    source.tracks.push_back(anc);
+    const std::string path = m_dir.file("captions.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
+        << text(writer.getLastError());
+    EXPECT_EQ(writer.getOpAtomTrackFilename(2), fromUtf8(m_dir.file("captions.d1.mxf")));
+    std::vector<std::string> packets;
+    static const uint32_t zero = 0;
+    for (size_t i = 0; i < source.video.size(); ++i) {
+        packets.push_back("caption packet " + std::to_string(i) + std::string(i * 3, '*'));
+        const Frame& frame = source.video[i];
+        TrackData rows[3] = {
+            {reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+            {reinterpret_cast<const unsigned char*>(frame.bytes.data()), uint32_t(frame.bytes.size()), uint32_t(i),
+             HalcIFrame},
+            {reinterpret_cast<const unsigned char*>(packets.back().data()), uint32_t(packets.back().size()), 0, 0}};
+        ASSERT_EQ(writer.writeAtom(rows, 3), OK) << text(writer.getLastError());
+    }
+    writer.close();
+
+    const std::string data = m_dir.file("captions.d1.mxf");
+    std::vector<AviTest::Packet> ours = AviTest::ffprobePackets(data);
+    ASSERT_EQ(ours.size(), packets.size());
+    const std::string bytes = readFile(data);
+    for (size_t i = 0; i < ours.size(); ++i)
+        EXPECT_EQ(bytes.substr(ours[i].pos, ours[i].size), packets[i]) << i;
+    // Each element under the ancillary key; the footer holds the index.
+    EXPECT_EQ(bytes.substr(ours[0].pos - 20, 16),
+              std::string("\x06\x0E\x2B\x34\x01\x02\x01\x01\x0D\x01\x03\x01\x17\x01\x02\x01", 16));
+    // ffmpeg takes it for SMPTE 436M data (the clip's picture track, whose
+    // file package shares this one's material number, shows as one more).
+    EXPECT_NE(runCommand("ffprobe -v error -show_entries stream_tags=data_type -of default=nw=1:nk=1 " +
+                         shellQuote(data))
+                  .find("vbi_vanc_smpte_436M"),
+              std::string::npos);
+}
+
+} // namespace
