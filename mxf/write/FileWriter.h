@@ -157,7 +157,7 @@ private:
     // --- essence and index (WriterEssence.cpp, WriterIndex.cpp)
     CvResult writeAtom_FixedSize_FrameWrapped(const TrackData* rows, uint64_t& written);
     CvResult writeAtom_FixedSize_ClipWrapped(const TrackData* rows, uint64_t& written);
-    CvResult writeAtom_VariableSize(const TrackData* rows, int count, uint64_t& written);
+    CvResult writeAtom_VariableSize(const TrackData* rows, int count, uint64_t& written, bool updateChildren = true);
     CvResult writeAtom_VariableSize_FrameWrapped(const TrackData* rows);
     CvResult opAtomWrittenAtom(const TrackData* rows, int count);
     CvResult startBodyPartition();
@@ -189,6 +189,7 @@ private:
     void renderPack(Partition& partition, std::vector<unsigned char>& bytes, size_t at);
     void closePartition();
     void writeFooter(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy);
+    void writeTrailingItem();
     CvResult buildHeaderPartition();
 
     // Creation

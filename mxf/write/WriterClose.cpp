@@ -94,7 +94,7 @@ CvResult CMxf_FileWriter::flush(bool full)
         if (m_partitions.size() > 1)
             renderPack(m_partitions[1], m_header, size_t(m_partitions[1].pack.thisPartition));
     }
-    if ((isOpAtom() && m_indexMode == 4) || full || !isOpAtom()) {
+    if ((isOpAtom() && m_indexMode == 4) || full) {
         CvResult result = writeAt(0, m_header.data(), m_header.size());
         if (!isSuccess(result))
             return result;
@@ -119,6 +119,9 @@ void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<
     // Settings made before create stay until a file has been written.
     if (!m_isOpen)
         return;
+    if (isOpAtom() && (m_indexMode == 5 || m_indexMode == 6) && m_atomsWritten > 0 &&
+        m_tracks[size_t(m_opAtomTrack)].streamType == StreamVideo)
+        writeTrailingItem();
     if (!m_partitions.empty()) {
         flush(false);
         if (m_atomsWritten > 0)
@@ -129,6 +132,21 @@ void CMxf_FileWriter::close(std::vector<unsigned char>* headerCopy, std::vector<
     if (m_flags & DeleteOnClose)
         CvFileIOFactoryProvider::deleteFile(m_filename.c_str());
     reset();
+}
+
+void CMxf_FileWriter::writeTrailingItem()
+{
+    // One last item of zeros closes such files; its index entry gives the
+    // last picture its size, and it counts in no duration.
+    static const std::vector<unsigned char> zeros(7519, 0);
+    std::vector<TrackData> rows(m_tracks.size(), TrackData{});
+    rows[size_t(m_opAtomTrack)] = TrackData{zeros.data(), uint32_t(zeros.size()), uint32_t(m_atomsWritten), 197};
+    uint64_t written = 0;
+    if (!isSuccess(writeAtom_VariableSize(rows.data(), int(rows.size()), written, false)))
+        return;
+    m_essenceBytesWritten += written;
+    if (m_ownSegment)
+        m_ownSegment->indexDuration = int64_t(m_atomsWritten);
 }
 
 void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy)

@@ -320,7 +320,8 @@ void CMxf_FileWriter::updateEssenceKeyLength()
         ber[i] = static_cast<unsigned char>(length & 0xFF);
 }
 
-CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int count, uint64_t& written)
+CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int count, uint64_t& written,
+                                                 bool updateChildren)
 {
     CvResult result;
     uint64_t elementOffset = m_fileEnd;
@@ -351,7 +352,7 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize(const TrackData* rows, int coun
     result = updateIndexTable(rows, written);
     if (!isSuccess(result))
         return result;
-    if (isOpAtom())
+    if (isOpAtom() && updateChildren)
         return opAtomWrittenAtom(rows, count);
     return OK;
 }

@@ -147,6 +147,9 @@ std::unique_ptr<CMxf_IndexTable_Segment> CMxf_FileWriter::createIndexTable(int64
         segment->sliceCount = slices;
     }
     segment->useLargeLength(isOpAtom());
+    // OP-Atom XDCAM and Avid proxy pictures list each entry twice.
+    if (isOpAtom() && (m_indexMode == 5 || m_indexMode == 6))
+        segment->setXDCAM(true);
     return segment;
 }
 

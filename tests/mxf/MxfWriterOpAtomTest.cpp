@@ -209,3 +209,54 @@ TEST_F(MxfWriterOpAtom, AncillaryDataFileIsFrameWrapped)
 }
 
 } // namespace
+
+namespace {
+
+// XDCAM pictures in OP-Atom: one clip-wrapped element under Avid's key, an
+// index of doubled entries in the footer, closed by an item of zeros whose
+// entry gives the last picture its size.
+TEST_F(MxfWriterOpAtom, XdcamPicturesWithTheirTrailingItem)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("xd50", 1920, 1080, 25, 1, 12, 50000, false)};
+    source.video = framesOf(testMedia("raw_mpeg2_xd50.m2v"));
+    const std::string path = m_dir.file("xd.mxf");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
+        << text(writer.getLastError());
+    EXPECT_EQ(writer.getEssenceKeys()[1],
+              MXF::labelFromText("06.0E.2B.34.01.02.01.01.0E.04.03.01.15.01.03.01"));
+    ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));
+    writer.close();
+
+    // ffprobe finds every picture; the last runs to the element's end, so
+    // the trailing item's zeros follow it.
+    std::vector<AviTest::Packet> theirs = AviTest::ffprobePackets(testMedia("raw_mpeg2_xd50.m2v"));
+    std::vector<AviTest::Packet> ours = AviTest::ffprobePackets(path);
+    ASSERT_EQ(ours.size(), theirs.size());
+    for (size_t i = 0; i + 1 < theirs.size(); ++i)
+        EXPECT_EQ(ours[i].hash, theirs[i].hash) << i;
+    const std::string file = readFile(path);
+    EXPECT_EQ(file.substr(ours.back().pos, ours.back().size),
+              source.video.back().bytes + std::string(7519, '\0'));
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 22);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << frame << " " << text(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+    }
+}
+
+} // namespace
