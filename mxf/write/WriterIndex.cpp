@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "frame/FourCC.h"
+#include "growing/AudioCadence.h"
 #include "mxf/write/FileWriter.h"
 
 namespace Corvidane::MXF {
@@ -368,7 +369,15 @@ CvResult CMxf_FileWriter::setExternalIndexer(const std::shared_ptr<ExternalIndex
         setLastError(InvalidArg, L"Invalid track %d for an external indexer", track);
         return InvalidArg;
     }
+    // In an OP-Atom family the track's own file keeps its index.
+    for (auto& child : m_children)
+        if (child->m_opAtomTrack == track)
+            return child->setExternalIndexer(indexer, track);
     m_indexers[size_t(track)] = indexer;
+    const int picture = firstVideoTrack();
+    if (indexer && m_tracks[size_t(track)].streamType != StreamVideo && picture >= 0)
+        indexer->setAudioSamplesIndex(static_cast<signed char>(ExternalIndexer::audioCadenceRowOfFrameRate(
+            m_tracks[size_t(picture)].video.rateNumerator, m_tracks[size_t(picture)].video.rateDenominator)));
     return OK;
 }
 

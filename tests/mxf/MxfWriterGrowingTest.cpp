@@ -281,3 +281,46 @@ TEST_F(MxfWriterDummyAtoms, OnlyClipWrappedConstantFilesTakeThem)
 }
 
 } // namespace
+
+namespace {
+
+// An OP-Atom sound file's side index: one row per frame's share of samples,
+// each at its bytes, and the cadence of the picture's rate.
+TEST_F(MxfWriterGrowing, TheSoundFileOfAnOpAtomFamilyKeepsItsSideIndex)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("dvsd", 720, 576, 25, 1, 1, 25000, false),
+                     audioTrack(1, 16)};
+    source.video = framesOf(testMedia("raw_dv_pal.dv"));
+    source.audio = {readFile(testMedia("raw_pcm16_48k.s16le"))};
+    const std::string path = m_dir.file("family.mxf");
+    const std::string sound = m_dir.file("family.a1.mxf");
+    const std::wstring sidecar = ExternalIndexer::getFilename(fromUtf8(sound), 0);
+    auto indexer = std::make_shared<ExternalIndexer::BinaryIndexer>();
+    ASSERT_EQ(indexer->create(sidecar, {source.tracks[2]}), OK);
+    indexer->setOption(ExternalIndexer::Indexer::DeleteOnClose, L"no");
+    CMxf_FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK);
+    ASSERT_EQ(writer.setExternalIndexer(indexer, 2), OK);
+    ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));
+    writer.close();
+    indexer->close();
+
+    ExternalIndexer::BinaryIndexer follower;
+    ASSERT_EQ(follower.open(sidecar), OK);
+    signed char cadence = -1;
+    ASSERT_EQ(follower.getAudioSamplesIndex(cadence), OK);
+    EXPECT_EQ(cadence, 0) << "25 frames a second";
+    ASSERT_EQ(follower.getNumEntries(), source.video.size());
+    const std::string file = readFile(sound);
+    const std::string pcm = audioOfFrames(source, 0, source.video.size());
+    for (unsigned i = 0; i < source.video.size(); ++i) {
+        IndexEntry entry;
+        ASSERT_EQ(follower.get(0, i, entry), OK);
+        EXPECT_EQ(entry.size, 1920u * 2u);
+        ASSERT_LE(entry.offset + entry.size, file.size());
+        EXPECT_EQ(file.compare(size_t(entry.offset), entry.size, pcm, size_t(i) * 3840, 3840), 0) << "frame " << i;
+    }
+}
+
+} // namespace
