@@ -21,6 +21,7 @@ void CMxf_SM_PrefaceSet::assign(const CMxf_SM_PrefaceSet& other)
     primaryPackage = other.primaryPackage;
     objectModelVersion = other.objectModelVersion;
     byteOrder = other.byteOrder;
+    dictionary = other.dictionary;
     avidIdentifier = other.avidIdentifier;
     avidNumber = other.avidNumber;
     avidSecondIdentifier = other.avidSecondIdentifier;
@@ -36,7 +37,7 @@ void CMxf_SM_PrefaceSet::Reset()
     std::memcpy(&version, versionBytes, 2);
     objectModelVersion = 1;
     byteOrder = 0x4949;
-    avidIdentifier = avidSecondIdentifier = GUID{};
+    dictionary = avidIdentifier = avidSecondIdentifier = GUID{};
     avidNumber = 0;
     projectName.clear();
     lastModifiedDate = MXFTIMESTAMP{};
@@ -98,6 +99,7 @@ const SetDescription& CMxf_SM_PrefaceSet::description()
                            &S::primaryPackage),
                 identifications,
                 referenceItem(0x3B03, "02.06.01.01.04.02.01.00.00", "ContentStorage", &S::contentStorage),
+                memberItem(0x3B04, "02.06.01.01.04.02.02.00.00", "Dictionary", ItemType::Reference, &S::dictionary),
                 pattern,
                 memberItem(0x3B0A, "05.01.02.02.10.02.01.00.00", "EssenceContainers", ItemType::LabelBatch,
                            &S::essenceContainers),

@@ -40,6 +40,7 @@ public:
     uint16_t byteOrder = 0x4949;  // the register's big-endian mark
     // Avid's items of an OP-Atom preface: two identifiers and a number of the
     // writer's, and the project's name.
+    GUID dictionary{};  // the AAF dictionary an OP-Atom file carries
     GUID avidIdentifier{};
     uint32_t avidNumber = 0;
     GUID avidSecondIdentifier{};

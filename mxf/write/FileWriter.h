@@ -57,6 +57,9 @@ public:
     // the master's name with ".a1", ".d1" and so on before ".mxf".
     std::wstring getOpAtomTrackFilename(int track) const;
     bool loadResourceFile(const std::wstring& name, std::vector<unsigned char>& buffer);
+    // The metadata (0) or preface (1) dictionary file, and the instance
+    // identifier of its first set; false when either is missing.
+    bool loadAafDictionary(int which, std::vector<unsigned char>& buffer, GUID& guid);
     static std::wstring getPlatformString() { return L"Linux"; }
 
     // --- essence (WriterEssence.cpp)
@@ -128,6 +131,8 @@ private:
 
     // --- header metadata (WriterHeaderMetadata.cpp)
     void writeHeaderMetadata(std::vector<unsigned char>& out);
+    // OP-Atom: the two dictionaries ahead of the preface, their tags in the primer.
+    CvResult writeAafData(std::vector<unsigned char>& out);
     void writePrimer(std::vector<unsigned char>& out);
     uint16_t appendPrimer(uint16_t tag, const MXFUL& label);
     size_t appendSet(std::vector<unsigned char>& out, const class SetDescription& description,
@@ -234,6 +239,7 @@ private:
     UMID m_tapeUmid{};
     std::vector<UMID> m_trackUmids;
     MXFUL m_containerLabel;  // the picture's (or sound's) essence container
+    GUID m_aafDictionary{};  // the preface dictionary's identifier
 
     // Header metadata
     std::vector<MXF_TAG2UL> m_primer;

@@ -5,7 +5,9 @@
 #include "frame/FourCC.h"
 #include "frame/Text.h"
 #include "frame/Utf8.h"
+#include "mxf/model/AafDefinitions.h"
 #include "mxf/model/EssenceID.h"
+#include "mxf/model/MxfText.h"
 #include "mxf/model/Umid.h"
 #include "mxf/model/WriterCodingTables.h"
 #include "mxf/write/FileWriter.h"
@@ -92,6 +94,7 @@ void CMxf_FileWriter::reset()
     m_materialUmid = m_fileUmid = m_tapeUmid = UMID{};
     m_trackUmids.clear();
     m_containerLabel = MXFUL{};
+    m_aafDictionary = GUID{};
     m_primer.clear();
     m_setWriteFailed = false;
     m_nextDynamicTag = 0xFFFF;
@@ -497,10 +500,59 @@ CvResult CMxf_FileWriter::createInner(const std::wstring& filename, const TrackS
     return buildHeaderPartition();
 }
 
+bool CMxf_FileWriter::loadAafDictionary(int which, std::vector<unsigned char>& buffer, GUID& guid)
+{
+    const wchar_t* const names[2][2] = {
+        {L"corvidane_metadata_dictionary.bin", L"corvidane_preface_dictionary.bin"},
+        {L"corvidane_avid_proxy_metadata_dictionary.bin", L"corvidane_avid_proxy_preface_dictionary.bin"}};
+    if (which < 0 || which > 1 || !loadResourceFile(names[m_fileType == FileTypeAvidProxy][which], buffer))
+        return false;
+    // The first item, at 25, is the instance identifier: tag 3C0A, length, value.
+    if (buffer.size() < 29 + 16 || buffer[25] != '<' || buffer[26] != 10) {
+        setLastError(Fail, L"The dictionary file has no instance identifier at its start");
+        return false;
+    }
+    guid = readGUID(&buffer[29]);
+    return true;
+}
+
+CvResult CMxf_FileWriter::writeAafData(std::vector<unsigned char>& out)
+{
+    std::vector<unsigned char> meta, preface;
+    GUID metaUid{};
+    if (!loadAafDictionary(0, meta, metaUid) || !loadAafDictionary(1, preface, m_aafDictionary))
+        return Fail;
+    for (const SetDescription* description :
+         {&CMxf_AafMetaDictionary::description(), &CMxf_AafDictionary::description(),
+          &CMxf_AafDefinition::description()})
+        for (uint16_t tag : {0x3C0A, 0x2605, 0x1B01, 0x1B02})
+            if (const SetItem* item = description->findTag(tag))
+                appendPrimer(tag, item->label);
+    out.insert(out.end(), meta.begin(), meta.end());
+    out.insert(out.end(), preface.begin(), preface.end());
+    return OK;
+}
+
 CvResult CMxf_FileWriter::buildHeaderPartition()
 {
     std::vector<unsigned char> sets;
+    if (isOpAtom() && !isSuccess(writeAafData(sets))) {
+        m_file.close();
+        m_isOpen = false;
+        return Fail;
+    }
     writeHeaderMetadata(sets);
+    if (isOpAtom()) {
+        std::vector<unsigned char> objects;
+        if (!loadResourceFile(m_fileType == FileTypeAvidProxy ? L"corvidane_avid_proxy_aaf_object_dictionary.bin"
+                                                              : L"corvidane_aaf_object_dictionary.bin",
+                              objects)) {
+            m_file.close();
+            m_isOpen = false;
+            return Fail;
+        }
+        sets.insert(sets.end(), objects.begin(), objects.end());
+    }
     if (m_setWriteFailed) {
         setLastError(Fail, L"Failed to write the header metadata");
         return Fail;

@@ -301,7 +301,12 @@ void CMxf_FileWriter::writeSet_Preface(std::vector<unsigned char>& out)
     tags.insert(tags.end(), {0x3B02, 0x3B05});
     if (isOpAtom())
         tags.push_back(0x3B08);
-    tags.insert(tags.end(), {0x3B06, 0x3B03, 0x3B09, 0x3B0A, 0x3B0B, 0x3B07, 0x3B01});
+    tags.insert(tags.end(), {0x3B06, 0x3B03});
+    if (isOpAtom()) {
+        preface.dictionary = m_aafDictionary;
+        tags.push_back(0x3B04);
+    }
+    tags.insert(tags.end(), {0x3B09, 0x3B0A, 0x3B0B, 0x3B07, 0x3B01});
     appendSet(out, CMxf_SM_PrefaceSet::description(), preface, SetPreface, tags);
 }
 

@@ -63,6 +63,7 @@ protected:
     {
         MXF::CMxf_FileWriter writer;
         const std::string path = m_dir.file(name);
+        writer.setResourceFilePath(dictionaryFolder());
         EXPECT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), pattern), OK);
         EXPECT_TRUE(writeFrames(writer, source, 0, source.video.size()));
         writer.close();
@@ -229,8 +230,20 @@ TEST_F(MxfWriterBytes, OpAtomHeaderRegionAndClipWrappedKey)
     } avid[] = {{0xFFFF, "AE.58.78.E0.41.45.41.79.FF.DD.41.E1.AE.2C.49.C6", 16},
                 {0xFFFC, "8C.70.A7.18.46.7A.E4.86.F3.65.46.B1.38.7C.4E.E9", 4},
                 {0xFFFE, "8B.2F.68.0D.FF.61.13.81.AB.F1.B7.71.8E.FD.48.02", 16}};
-    const size_t prefaceAt = primerAt + itemSize(file, primerAt);
+    // The AAF meta-dictionary and dictionary come first, each with its
+    // identifier at byte 25; the preface refers to the dictionary (3B04).
+    const size_t metaAt = primerAt + itemSize(file, primerAt);
+    EXPECT_EQ(hex(file, metaAt, 16), "06.0E.2B.34.02.53.01.01.0D.01.01.01.02.25.00.00");
+    EXPECT_EQ(hex(file, metaAt + 25, 4), "3C.0A.00.10");
+    const size_t dictionaryAt = metaAt + itemSize(file, metaAt);
+    EXPECT_EQ(hex(file, dictionaryAt, 16), "06.0E.2B.34.02.53.01.01.0D.01.01.01.01.01.22.00");
+    const std::string dictionaryUid = file.substr(dictionaryAt + 29, 16);
+    const size_t prefaceAt = dictionaryAt + itemSize(file, dictionaryAt);
     EXPECT_EQ(hex(file, prefaceAt, 16), "06.0E.2B.34.02.53.01.01.0D.01.01.01.01.01.2F.00");
+    const std::string preface = file.substr(prefaceAt, itemSize(file, prefaceAt));
+    EXPECT_NE(preface.find(std::string("\x3B\x04\x00\x10", 4) + dictionaryUid), std::string::npos);
+    EXPECT_NE(file.find("\x06\x0E\x2B\x34\x02\x53\x01\x01\x0D\x01\x01\x01\x01\x01\x1B\x00"), std::string::npos)
+        << "the data definitions of the object dictionary";
     for (const auto& item : avid) {
         const MXF_TAG2UL* entry = primer.FindTag(item.tag);
         ASSERT_NE(entry, nullptr) << item.tag;

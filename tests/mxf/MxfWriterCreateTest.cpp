@@ -34,6 +34,7 @@ protected:
     CvResult create(CMxf_FileWriter& writer, std::vector<TrackStructuralData> tracks, int pattern,
                     std::string& error, const std::string& name = "clip.mxf")
     {
+        writer.setResourceFilePath(dictionaryFolder());
         const CvResult result =
             writer.create(fromUtf8(m_dir.file(name)), tracks.data(), int(tracks.size()), pattern);
         error = text(writer.getLastError());
@@ -164,6 +165,33 @@ TEST_F(MxfWriterCreate, OpAtomFamilyNamesItsFiles)
     EXPECT_EQ(text(named.getOpAtomTrackFilename(1).c_str()), m_dir.file("sound.mxf"));
     EXPECT_TRUE(std::filesystem::exists(m_dir.file("sound.mxf")));
     named.close();
+}
+
+// Without a folder of its own a writer reads the dictionaries from the
+// installation's folder; a missing file fails the OP-Atom file.
+TEST_F(MxfWriterCreate, OpAtomNeedsItsDictionaryFiles)
+{
+    std::vector<TrackStructuralData> tracks = {videoTrack("dvsd", 720, 576, 25, 1, 1, 25000, false)};
+    CMxf_FileWriter writer;
+    const CvResult result = writer.create(fromUtf8(m_dir.file("nodict.mxf")), tracks.data(), 1, 0);
+    if (std::filesystem::exists("/opt/corvidane/share/rivulet/mxf/corvidane_metadata_dictionary.bin")) {
+        EXPECT_EQ(result, OK);
+        return;
+    }
+    EXPECT_EQ(result, Fail);
+    EXPECT_NE(text(writer.getLastError())
+                  .find("Failed to open resource file '/opt/corvidane/share/rivulet/mxf/"
+                        "corvidane_metadata_dictionary.bin'"),
+              std::string::npos)
+        << text(writer.getLastError());
+    writer.setResourceFilePath(fromUtf8(m_dir.path() + "/"));
+    EXPECT_EQ(writer.create(fromUtf8(m_dir.file("nodict.mxf")), tracks.data(), 1, 0), Fail);
+    EXPECT_NE(text(writer.getLastError()).find(m_dir.path() + "/corvidane_metadata_dictionary.bin"),
+              std::string::npos);
+    writer.setResourceFilePath(dictionaryFolder());
+    EXPECT_EQ(writer.create(fromUtf8(m_dir.file("nodict.mxf")), tracks.data(), 1, 0), OK)
+        << text(writer.getLastError());
+    writer.close();
 }
 
 TEST_F(MxfWriterCreate, BadCallsToWriteAreRefused)

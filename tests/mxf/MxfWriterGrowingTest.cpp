@@ -87,6 +87,7 @@ TEST_F(MxfWriterGrowing, EveryFlushLeavesAReadableFile)
     const Source source = mpeg2Source();
     const std::string path = m_dir.file("growing.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK);
     size_t written = 0;
     for (size_t gops : {1u, 2u, 4u}) {
@@ -118,6 +119,7 @@ TEST_F(MxfWriterGrowing, AKilledWriterLosesNothingItFlushed)
         close(pipeFds[0]);
         CMxf_FileWriter writer;
         writer.setFlushPeriod(10);
+        writer.setResourceFilePath(dictionaryFolder());
         bool ok = isSuccess(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1));
         // Whole GOPs reach the disk; five more frames follow that don't.
         ok = ok && writeFrames(writer, source, 0, flushedFrames + 5);
@@ -152,6 +154,7 @@ TEST_F(MxfWriterGrowing, TheSideIndexListsPicturesInDisplayOrder)
     ASSERT_EQ(indexer->create(sidecar, {source.tracks[1]}), OK);
     indexer->setOption(ExternalIndexer::Indexer::DeleteOnClose, L"no");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK);
     ASSERT_EQ(writer.setExternalIndexer(indexer, 1), OK);
     ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));
@@ -220,6 +223,7 @@ TEST_F(MxfWriterDummyAtoms, EachEditUnitCarriesItsCadence)
     const std::string path = m_dir.file("dummy.mxf");
     const std::vector<TrackStructuralData> tracks = dvTracks();
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), int(tracks.size()), 0), OK);
     std::vector<TrackData> atom = rows();
     ASSERT_EQ(writer.writeDummyAtoms(10, atom.data(), int(atom.size())), OK) << writer.getLastError();
@@ -244,6 +248,7 @@ TEST_F(MxfWriterDummyAtoms, TheFamilyClaimsEveryFrameAtOnce)
     const std::vector<TrackStructuralData> tracks = dvTracks();
     CMxf_FileWriter writer;
     writer.setFlags(CMxf_FileWriter::ExpandAfterFirstDummy);
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), int(tracks.size()), 0), OK);
     std::vector<TrackData> atom = rows();
     ASSERT_EQ(writer.writeDummyAtoms(50, atom.data(), int(atom.size())), OK);
@@ -262,6 +267,7 @@ TEST_F(MxfWriterDummyAtoms, OnlyClipWrappedConstantFilesTakeThem)
     {
         const std::vector<TrackStructuralData> tracks = dvTracks();
         CMxf_FileWriter op1a;
+        op1a.setResourceFilePath(dictionaryFolder());
         ASSERT_EQ(op1a.create(fromUtf8(m_dir.file("op1a.mxf")), tracks.data(), int(tracks.size()), 1), OK);
         EXPECT_EQ(op1a.writeDummyAtoms(5, atom.data(), int(atom.size())), InvalidArg);
         std::string error;
@@ -272,6 +278,7 @@ TEST_F(MxfWriterDummyAtoms, OnlyClipWrappedConstantFilesTakeThem)
         std::vector<TrackStructuralData> tracks = dvTracks();
         tracks[2].audio.sampleRate = 44100;
         CMxf_FileWriter writer;
+        writer.setResourceFilePath(dictionaryFolder());
         ASSERT_EQ(writer.create(fromUtf8(m_dir.file("cd.mxf")), tracks.data(), int(tracks.size()), 0), OK);
         EXPECT_EQ(writer.writeDummyAtoms(5, atom.data(), int(atom.size())), InvalidArg);
         std::string error;
@@ -300,6 +307,7 @@ TEST_F(MxfWriterGrowing, TheSoundFileOfAnOpAtomFamilyKeepsItsSideIndex)
     ASSERT_EQ(indexer->create(sidecar, {source.tracks[2]}), OK);
     indexer->setOption(ExternalIndexer::Indexer::DeleteOnClose, L"no");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK);
     ASSERT_EQ(writer.setExternalIndexer(indexer, 2), OK);
     ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));

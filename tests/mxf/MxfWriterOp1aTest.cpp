@@ -61,6 +61,7 @@ protected:
     {
         CMxf_FileWriter writer;
         writer.setFlushPeriod(flushPeriod);
+        writer.setResourceFilePath(dictionaryFolder());
         ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
             << toText(writer.getLastError());
         std::string error;
@@ -189,6 +190,7 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     source.audio = {readFile(testMedia("raw_pcm16_48k.s16le"))};
     const std::string path = m_dir.file("dv.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
         << toText(writer.getLastError());
     // The system item's sector, the picture's slot and the sound's sectors.

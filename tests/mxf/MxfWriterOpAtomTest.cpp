@@ -49,6 +49,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
     const Source source = dnxhdSource();
     const std::string path = m_dir.file("clip.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
         << text(writer.getLastError());
     EXPECT_EQ(writer.getChildCount(), 2u);
@@ -138,6 +139,7 @@ TEST_F(MxfWriterOpAtom, CommentsAndProjectOfTheMetadataBlock)
     source.tracks[1].extendedDataSize = uint16_t(block.size() * 4);
     const std::string path = m_dir.file("noted.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
         << text(writer.getLastError());
     ASSERT_TRUE(writeFrames(writer, source, 0, 3));
@@ -174,6 +176,7 @@ TEST_F(MxfWriterOpAtom, AncillaryDataFileIsFrameWrapped)
     source.tracks.push_back(anc);
     const std::string path = m_dir.file("captions.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
         << text(writer.getLastError());
     EXPECT_EQ(writer.getOpAtomTrackFilename(2), fromUtf8(m_dir.file("captions.d1.mxf")));
@@ -222,6 +225,7 @@ TEST_F(MxfWriterOpAtom, XdcamPicturesWithTheirTrailingItem)
     source.video = framesOf(testMedia("raw_mpeg2_xd50.m2v"));
     const std::string path = m_dir.file("xd.mxf");
     CMxf_FileWriter writer;
+    writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
         << text(writer.getLastError());
     EXPECT_EQ(writer.getEssenceKeys()[1],

@@ -1,10 +1,12 @@
 #include "support/MxfWriterSources.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "avi/AviTestSupport.h"
 #include "frame/FourCC.h"
 #include "frame/Utf8.h"
+#include "mxf/write/AafDictionaryFiles.h"
 #include "mxf/write/FileWriter.h"
 #include "support/TempDir.h"
 
@@ -103,6 +105,19 @@ TrackStructuralData audioTrack(uint16_t channels, uint16_t bitsPerSample)
     const uint16_t blockAlign = uint16_t(channels * bitsPerSample / 8);
     track.audio = AudioStructuralData{1, channels, 48000, bitsPerSample, blockAlign, 48000u * blockAlign, 1, 1};
     return track;
+}
+
+std::wstring dictionaryFolder()
+{
+    static TempDir folder;
+    static const std::wstring path = [] {
+        const std::wstring wide = fromUtf8(folder.path()) + L"/";
+        std::wstring error;
+        if (!MXF::writeAafDictionaryFiles(wide, error))
+            throw std::runtime_error("dictionary files");
+        return wide;
+    }();
+    return path;
 }
 
 std::string audioOfFrames(const Source& source, size_t track, size_t frames)

@@ -50,6 +50,9 @@ struct Source {
 bool writeFrames(Corvidane::MXF::CMxf_FileWriter& writer, const Source& source, size_t first, size_t end,
                  std::string* error = nullptr);
 
+// A folder holding the dictionary files that OP-Atom files carry, made once.
+std::wstring dictionaryFolder();
+
 // The sound bytes that frames [0, frames) carry.
 std::string audioOfFrames(const Source& source, size_t track, size_t frames);
 
