@@ -121,7 +121,10 @@ private:
         int track;
     };
 
+    // Every field to its default; resetFileState leaves the settings made
+    // before create (title, product, UMIDs, folders, periods, flags).
     void reset();
+    void resetFileState();
     bool isOpAtom() const { return m_operationalPattern == 0; }
     bool isOp1aXdcam() const { return !isOpAtom() && m_isXdcam; }
     int primaryOrFirstTrack() const;

@@ -55,7 +55,7 @@ CMxf_FileWriter::~CMxf_FileWriter()
     close();
 }
 
-void CMxf_FileWriter::reset()
+void CMxf_FileWriter::resetFileState()
 {
     for (TrackStructuralData& track : m_tracks)
         freeExtendedData(track);
@@ -79,19 +79,11 @@ void CMxf_FileWriter::reset()
     m_gopSize = 1;
     m_partitionFrames = 4000;
     m_partitionIndexReserve = 65536;
-    m_opAtomAudioBufferSize = 262144;
-    m_addTrailingRandomFill = true;
-    m_overwrite = true;
-    m_flags = 0;
     m_filename.clear();
-    m_title.clear();
-    m_product = defaultProduct;
     m_projectName.clear();
-    m_resourcePath.clear();
     m_isOpen = false;
     m_timestamp = MXFTIMESTAMP{};
     m_uuids.clear();
-    m_materialUmid = m_fileUmid = m_tapeUmid = UMID{};
     m_trackUmids.clear();
     m_containerLabel = MXFUL{};
     m_aafDictionary = GUID{};
@@ -110,7 +102,7 @@ void CMxf_FileWriter::reset()
     m_deltaEntries.clear();
     m_audioSampleSize = 0;
     m_atomsWritten = m_atomsInPartition = m_essenceBytesWritten = m_essenceLength = 0;
-    m_flushPeriod = m_flushCounter = 0;
+    m_flushCounter = 0;
     m_flushWaitsForGop = m_flushPending = false;
     m_essence.clear();
     m_essence.shrink_to_fit();
@@ -122,6 +114,20 @@ void CMxf_FileWriter::reset()
     m_pendingIndex.clear();
     m_nextExternalIndex = 0;
     m_footerPosition = 0;
+}
+
+void CMxf_FileWriter::reset()
+{
+    resetFileState();
+    m_opAtomAudioBufferSize = 262144;
+    m_addTrailingRandomFill = true;
+    m_overwrite = true;
+    m_flags = 0;
+    m_title.clear();
+    m_product = defaultProduct;
+    m_resourcePath.clear();
+    m_materialUmid = m_fileUmid = m_tapeUmid = UMID{};
+    m_flushPeriod = 0;
 }
 
 void CMxf_FileWriter::setOperationalPattern(int pattern)
@@ -148,6 +154,8 @@ CvResult CMxf_FileWriter::create(const std::wstring& filename, const TrackStruct
                                  int pattern)
 {
     close();
+    // What an earlier create that failed left behind goes; settings stay.
+    resetFileState();
     clearLastError();
     setOperationalPattern(pattern);
     std::vector<TrackStructuralData> local;
