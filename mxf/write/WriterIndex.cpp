@@ -176,11 +176,15 @@ CvResult CMxf_FileWriter::updateIndexTable(const TrackData* rows, uint64_t writt
     const uint64_t number = m_atomsWritten;  // this atom's, counted from the file's start
 
     CMxf_IndexTable_IndexEntry entry;
-    const bool intra = (frameType & HalcIFrame) || !(frameType & (HalcPFrame | HalcBFrame));
+    // An I picture alone is a key frame (and so is a row without picture
+    // bits); an I picture with P, and a P picture, take the predicted flags.
+    const bool intra = ((frameType & HalcIFrame) && !(frameType & HalcPFrame)) ||
+                       !(frameType & (HalcIFrame | HalcPFrame | HalcBFrame));
+    const bool bidirectional = !intra && (frameType & HalcBFrame) && !(frameType & (HalcIFrame | HalcPFrame));
     if (isOp1aXdcam())
-        entry.flags = intra ? 0xC0 : (frameType & HalcBFrame) ? 0x33 : 0x22;
+        entry.flags = intra ? 0xC0 : bidirectional ? 0x22 : m_atomsWritten >= m_gopSize ? 0x33 : 0x13;
     else
-        entry.flags = intra ? 0x80 : (frameType & HalcBFrame) ? 0x30 : 0x20;
+        entry.flags = intra ? 0x80 : bidirectional ? 0x20 : 0x30;
     if (frameType & HalcSequenceHeader)
         entry.flags |= 0x40;
     const bool reordered = m_fileType == FileTypeMpegLongGop || m_fileType == FileTypeProxy ||
