@@ -216,6 +216,16 @@ TEST_F(MxfWriterCreate, BadCallsToWriteAreRefused)
     EXPECT_EQ(writer.writeAtom(rows, 3), InvalidArg);
     EXPECT_NE(text(writer.getLastError()).find("Data is too large"), std::string::npos);
     EXPECT_EQ(writer.getAtomsWritten(), 0u);
+    // A picture that leaves 1 to 20 bytes of its slot can't be followed by a
+    // filler; 21 bytes can.
+    std::vector<unsigned char> sound(1920 * 4, 0);
+    rows[2] = TrackData{sound.data(), uint32_t(sound.size()), 0, 0};
+    rows[1].size = 144896 - 20 - 20;
+    EXPECT_EQ(writer.writeAtom(rows, 3), Fail);
+    EXPECT_NE(text(writer.getLastError()).find("Not enough gap"), std::string::npos);
+    rows[1].size = 144896 - 20 - 21;
+    EXPECT_EQ(writer.writeAtom(rows, 3), OK) << text(writer.getLastError());
+    EXPECT_EQ(writer.getAtomsWritten(), 1u);
     writer.close();
     // A closed writer takes no more.
     EXPECT_EQ(writer.writeAtom(rows, 3), InvalidArg);
@@ -246,6 +256,56 @@ TEST_F(MxfWriterCreate, AFullDiskFailsWithText)
         EXPECT_FALSE(writeFrames(writer, source, 0, source.video.size(), &error));
         EXPECT_NE(error.find("WriteEssence failed to write essence item"), std::string::npos) << error;
         writer.close();
+    }
+}
+
+// What close leaves: a file without frames keeps its header partition alone;
+// flag 32 removes the file.
+TEST_F(MxfWriterCreate, WhatCloseLeaves)
+{
+    std::vector<TrackStructuralData> tracks = {timecodeTrack(25, 1, 0, false),
+                                               videoTrack("MMES", 720, 576, 25, 1, 12, 8000), audioTrack(2, 16),
+                                               audioTrack(2, 16), audioTrack(2, 16)};
+    std::string error;
+    {
+        CMxf_FileWriter writer;
+        writer.setProduct(L"");
+        ASSERT_EQ(create(writer, tracks, 1, error, "empty.mxf"), OK) << error;
+        writer.close();
+        const std::string file = readFile(m_dir.file("empty.mxf"));
+        ASSERT_GE(file.size(), 16u);
+        EXPECT_EQ(file.compare(0, 14, "\x06\x0E\x2B\x34\x02\x05\x01\x01\x0D\x01\x02\x01\x01\x02", 14), 0);
+        EXPECT_EQ(file.find(std::string("\x06\x0E\x2B\x34\x02\x05\x01\x01\x0D\x01\x02\x01\x01\x04", 14)),
+                  std::string::npos)
+            << "no footer";
+        // An empty product keeps the default name.
+        std::string product;
+        for (char c : std::string("Vexos Video Server"))
+            product += std::string(1, '\0') + c;
+        EXPECT_NE(file.find(product), std::string::npos);
+    }
+    {
+        Source source;
+        source.tracks = tracks;
+        source.video = framesOf(testMedia("raw_mpeg2_gop.m2v"));
+        const std::string pcm = readFile(testMedia("raw_pcm16_48k.s16le"));
+        source.audio = {pcm, pcm, pcm};
+        CMxf_FileWriter writer;
+        ASSERT_EQ(create(writer, tracks, 1, error, "named.mxf"), OK) << error;
+        ASSERT_TRUE(writeFrames(writer, source, 0, 12));
+        writer.close();
+        // The sound tracks are named by their number among the sound tracks.
+        EXPECT_EQ(runCommand("ffprobe -v error -select_streams a:2 -show_entries stream_tags=track_name "
+                             "-of default=nw=1:nk=1 " + shellQuote(m_dir.file("named.mxf"))),
+                  "3\n");
+
+        CMxf_FileWriter gone;
+        gone.setFlags(CMxf_FileWriter::DeleteOnClose);
+        ASSERT_EQ(create(gone, tracks, 1, error, "gone.mxf"), OK) << error;
+        ASSERT_TRUE(writeFrames(gone, source, 0, 12));
+        EXPECT_TRUE(std::filesystem::exists(m_dir.file("gone.mxf")));
+        gone.close();
+        EXPECT_FALSE(std::filesystem::exists(m_dir.file("gone.mxf")));
     }
 }
 
