@@ -107,6 +107,8 @@ TEST_F(MxfWriterOp1a, Mpeg2LongGopWithPcm16ReadsBackAsWritten)
     EXPECT_EQ(mediainfo(path, "General;%Format%"), "MXF");
     EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
     EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
+    // cvtool's dump names every set and property.
+    EXPECT_EQ(runCommand(shellQuote(CVTOOL_PATH) + " dump " + shellQuote(path) + " | grep -ci unknown"), "0\n");
 }
 
 } // namespace
@@ -374,6 +376,44 @@ TEST_F(MxfWriterOp1a, XdcamPartitionsCarryTheIndexOfThePartitionBefore)
         unsigned offset = 0, size = 0;
         ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
             << frame << " " << toText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+    }
+}
+
+} // namespace
+
+namespace {
+
+// AVC-Intra 100 in OP1a: frame wrapped, described as the MPEG family is.
+TEST_F(MxfWriterOp1a, AvcIntraFramesReadBackAsWritten)
+{
+    Source source;
+    source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("avc6", 1920, 1080, 25, 1, 1, 100000),
+                     audioTrack(2, 24)};
+    source.video = framesOf(testMedia("raw_avci100.h264"));
+    source.audio = {readFile(testMedia("raw_pcm24_48k.s24le"))};
+    const std::string path = m_dir.file("avci.mxf");
+    write(path, source);
+
+    expectSameVideoPackets(path, testMedia("raw_avci100.h264"));
+    EXPECT_EQ(framemd5(path, "v"), framemd5(testMedia("raw_avci100.h264"), "v"));
+    EXPECT_EQ(mediainfo(path, "Video;%Format%"), "AVC");
+    EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
+
+    MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 21);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)));
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
             << "frame " << frame;
     }
