@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "frame/CvFileIOFactory.h"
+#include "growing/AudioCadence.h"
 
 namespace Corvidane::ExternalIndexer {
 
@@ -14,46 +15,17 @@ const std::vector<std::string> MetadataItems = {
     "video_layout", "buffer_size",
 };
 
-// Audio samples of five consecutive video frames, and their running sums;
-// the last sum is the period after which the pattern repeats.
-struct AudioCadence {
-    unsigned counts[5];
-    unsigned sums[5];
-    unsigned period() const { return sums[4]; }
-    unsigned sumBefore(unsigned j) const { return j ? sums[j - 1] : 0; }
-};
-
-namespace {
-
-const AudioCadence cadences[] = {
-    {{1920, 1920, 1920, 1920, 1920}, {1920, 3840, 5760, 7680, 9600}},
-    {{1602, 1601, 1602, 1601, 1602}, {1602, 3203, 4805, 6406, 8008}}, // 48 kHz at 29.97
-    {{2002, 2002, 2002, 2002, 2002}, {2002, 4004, 6006, 8008, 10010}},
-    {{960, 960, 960, 960, 960}, {960, 1920, 2880, 3840, 4800}},
-    {{801, 801, 800, 801, 801}, {801, 1602, 2402, 3203, 4004}},
-    {{2000, 2000, 2000, 2000, 2000}, {2000, 4000, 6000, 8000, 10000}},
-    {{800, 800, 800, 800, 800}, {800, 1600, 2400, 3200, 4000}},
-    {{1600, 1600, 1600, 1600, 1600}, {1600, 3200, 4800, 6400, 8000}},
-    {{480, 480, 480, 480, 480}, {480, 960, 1440, 1920, 2400}},
-    {{400, 401, 400, 401, 400}, {400, 801, 1201, 1602, 2002}},
-    {{200, 200, 201, 200, 200}, {200, 400, 601, 801, 1001}},
-    {{1001, 1001, 1001, 1001, 1001}, {1001, 2002, 3003, 4004, 5005}},
-    {{3203, 3203, 3204, 3203, 3203}, {3203, 6406, 9610, 12813, 16016}},
-};
-
-} // namespace
-
 int matchAudioCadence(const std::vector<unsigned>& samplesPerFrame)
 {
-    for (size_t row = 0; row < std::size(cadences); ++row) {
+    for (int row = 0; audioCadence(row); ++row) {
         bool matches = !samplesPerFrame.empty();
         for (size_t f = 0; f < samplesPerFrame.size() && matches; ++f) {
-            unsigned expected = cadences[row].counts[f % 5];
+            unsigned expected = audioCadence(row)->counts[f % 5];
             bool last = f + 1 == samplesPerFrame.size();
             matches = samplesPerFrame[f] == expected || (last && samplesPerFrame[f] < expected);
         }
         if (matches)
-            return static_cast<int>(row);
+            return row;
     }
     return -1;
 }
@@ -93,9 +65,7 @@ CvResult Reader::getIndexEntry(const unsigned& sample, IndexEntry& entry)
 
 const AudioCadence* Reader::cadence() const
 {
-    if (m_audioIndex < 0 || static_cast<size_t>(m_audioIndex) >= std::size(cadences))
-        return nullptr;
-    return &cadences[m_audioIndex];
+    return audioCadence(m_audioIndex);
 }
 
 CvResult Reader::getGopAndPresentationOrder(unsigned frame, GOPInfo& info, std::vector<unsigned short>&)

@@ -13,6 +13,8 @@
 #include "tools/Extract.h"
 #include "tools/Follow.h"
 #include "tools/IndexBench.h"
+#include "mxf/write/AafDictionaryFiles.h"
+#include "tools/DriverRegistration.h"
 #include "tools/MxfDump.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
@@ -42,7 +44,9 @@ const char* usage =
     "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n"
 
     "  dump [--json] FILE                      list an MXF file's partitions and header metadata sets with their\n"
-    "                                          properties and package graph\n";
+    "                                          properties and package graph\n"
+    "  mxf-dictionaries FOLDER                 write the dictionary files that the MXF writer puts in OP-Atom\n"
+    "                                          files into FOLDER\n";
 
 // A frame number written in decimal digits alone.
 bool parseCount(const std::string& text, unsigned& value)
@@ -157,6 +161,21 @@ int main(int argc, char** argv)
             return dumpMxf(args[1], true);
         std::fputs(usage, stderr);
         return 2;
+    }
+    if (command == "mxf-dictionaries") {
+        if (args.size() != 1) {
+            std::fputs(usage, stderr);
+            return 2;
+        }
+        DriverRegistration files;
+        std::wstring error;
+        if (!Corvidane::MXF::writeAafDictionaryFiles(Corvidane::fromUtf8(args[0] + "/"), error)) {
+            std::string text;
+            Corvidane::toUtf8(error, text);
+            std::fprintf(stderr, "cvtool: %s\n", text.c_str());
+            return 1;
+        }
+        return 0;
     }
     PluginHost host;
     if (!host.load(library)) {

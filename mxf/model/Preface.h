@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "mxf/model/ContentStorage.h"
@@ -36,6 +37,14 @@ public:
     std::vector<CMxf_SM_IdSet> identifications;
     GUID primaryPackage{};
     uint32_t objectModelVersion = 1;
+    uint16_t byteOrder = 0x4949;  // the register's big-endian mark
+    // Avid's items of an OP-Atom preface: two identifiers and a number of the
+    // writer's, and the project's name.
+    GUID dictionary{};  // the AAF dictionary an OP-Atom file carries
+    GUID avidIdentifier{};
+    uint32_t avidNumber = 0;
+    GUID avidSecondIdentifier{};
+    std::wstring projectName;
 };
 
 } // namespace Corvidane::MXF

@@ -53,4 +53,20 @@ bool CRipPack::SetKLV(unsigned char** pp)
     return true;
 }
 
+std::vector<unsigned char> CRipPack::toBytes() const
+{
+    static const MXFUL rip = labelFromText("06.0E.2B.34.02.05.01.01.0D.01.02.01.01.11.01.00");
+    const uint32_t valueLength = uint32_t(12 * entries.size() + 4);
+    std::vector<unsigned char> bytes(20 + valueLength);
+    CKlvItem::create(rip, 4, valueLength, bytes.data(), 20);
+    unsigned char* p = bytes.data() + 20;
+    for (const Entry& entry : entries) {
+        writeBE32(p, entry.bodySID);
+        writeBE64(p + 4, entry.byteOffset);
+        p += 12;
+    }
+    writeBE32(p, uint32_t(bytes.size()));
+    return bytes;
+}
+
 } // namespace Corvidane::MXF

@@ -26,6 +26,9 @@ public:
     bool SetKLV(unsigned char* data, uint64_t size);
     void Reset() override;
     virtual void initVariables();
+    // The pack of `entries`: key, a four-byte BER length, the records and the
+    // closing overall length.
+    std::vector<unsigned char> toBytes() const;
 
     std::vector<Entry> entries;
     int32_t count = 0;

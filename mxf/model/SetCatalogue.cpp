@@ -1,5 +1,6 @@
 #include "mxf/model/SetCatalogue.h"
 
+#include "mxf/model/AafDefinitions.h"
 #include "mxf/model/AvcSubDescriptor.h"
 #include "mxf/model/CategorizedComment.h"
 #include "mxf/model/DescriptiveSetID.h"
@@ -54,6 +55,9 @@ const CatalogueRow catalogue[] = {
     {29, CMxf_SM_DescriptorData::description, make<AncDescriptor>},
     {30, CMxf_SM_DescriptorGeneric::description, make<AafTapeDescriptor>},
     {31, CategorizedComment::description, make<CategorizedComment>},
+    // AAF's dictionary and data definitions: named and shown, kept by no reader.
+    {32, CMxf_AafDictionary::description, nullptr},
+    {35, CMxf_AafDefinition::description, nullptr},
 };
 
 // Sets the key table leaves unlisted, by the key's set byte.

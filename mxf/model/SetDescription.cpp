@@ -106,10 +106,10 @@ CvResult SetDescription::fill(CMxf_SM_BaseSet& set, CKlvLocalSet& items, const C
 }
 
 int64_t SetDescription::write(const CMxf_SM_BaseSet& set, const MXFUL& key, const std::vector<MXF_TAG2UL>& items,
-                              unsigned char* buffer, uint64_t capacity) const
+                              unsigned char* buffer, uint64_t capacity, int berSize) const
 {
     CKlvLocalSet out;
-    if (out.create(key, buffer, capacity) <= 0)
+    if (out.create(key, berSize, buffer, capacity) <= 0)
         return 0;
     for (const MXF_TAG2UL& entry : items) {
         const SetItem* item = find(entry.ul);

@@ -57,9 +57,10 @@ public:
                   const wchar_t* badShapeText, std::wstring& errorText) const;
 
     // Writes `set` under `key` with the items named, each under its tag; the
-    // bytes written, or 0 when they don't fit `capacity` or a label isn't the set's.
+    // bytes written, or 0 when they don't fit `capacity` or a label isn't the
+    // set's. `berSize` fixes the bytes of the set's length (0: four).
     int64_t write(const CMxf_SM_BaseSet& set, const MXFUL& key, const std::vector<MXF_TAG2UL>& items,
-                  unsigned char* buffer, uint64_t capacity) const;
+                  unsigned char* buffer, uint64_t capacity, int berSize = 0) const;
 
 private:
     const SetItem* findIn(const MXFUL& label, bool exact) const;

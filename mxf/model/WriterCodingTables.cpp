@@ -93,6 +93,7 @@ const ResolutionRow resolutionRows[] = {
     {{fourCC("cv12"), 270, 480, Film, AnyScan}, true, 3484},
     {{fourCC("cv13"), 270, 480, Pal, AnyScan}, true, 3486},
     {{fourCC("cv14"), 270, 480, Ntsc, AnyScan}, true, 3487},
+    {{fourCC("cv04"), 0, 0, Pal, AnyScan}, true, 3477},
     {{fourCC("cv02"), 240, 352, Ntsc, AnyScan}, true, 3491},
     {{fourCC("cv00"), 288, 352, Pal, AnyScan}, true, 3492},
     {{fourCC("xd25"), 1080, 0, NtscBands, Interlaced}, false, 4004},

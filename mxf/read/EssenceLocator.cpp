@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "mxf/model/EssenceElement.h"
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/model/MxfResults.h"
 
@@ -57,6 +58,10 @@ void CMxf_EssenceLocator::reset()
 void CMxf_EssenceLocator::openClipWrapped()
 {
     m_clipWrapped = true;
+    // An offset found before (measuring the essence while loading) knows
+    // nothing of the element's key and length ahead of the essence.
+    m_essenceOffset = 0;
+    m_essenceHeaderSize = 0;
     if (m_segments.first() && m_segments.first()->isConstant())
         m_streamOffsets.assign(16, 0);
 }
@@ -403,7 +408,8 @@ CvResult CMxf_EssenceLocator::essenceContainerOffset(uint64_t& out)
                 m_essenceHeaderSize = running;
                 break;
             }
-            if (isEssenceElementKey(item.key)) {
+            // Avid's private element keys (class 0E) head clip-wrapped essence too.
+            if (CMxf_GC_EssenceElement(item.key).IsValid()) {
                 if (expected != 0 && uint64_t(expected) != item.length)
                     m_report.setLastError(Fail, L"essence length %lld, is not as expected from the data %lld",
                                           static_cast<long long>(item.length), static_cast<long long>(expected));

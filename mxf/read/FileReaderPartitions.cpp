@@ -219,8 +219,10 @@ CvResult CMxf_FileReader::findAndAddPartition(uint64_t offset, bool walk, uint64
         if (!walk)
             return Fail;
         offset += itemSize;
+        // Whole items up to the end: essence written after the last index
+        // (a file still growing, or one whose writer stopped), and no more packs.
         if (offset >= m_fileSize - 20)
-            return Fail;
+            return NotImpl;
     }
 }
 

@@ -41,6 +41,35 @@ avi_long_idx1.avi)
     ff $(video 64x48 25 600) $(tone 48000 600) -c:v mjpeg -q:v 20 -c:a pcm_s16le $exact -f avi "$tmp" ;;
 mjpeg_small.mov)
     ff $(video 64x48 25 1) -c:v mjpeg -q:v 5 $exact -f mov "$tmp" ;;
+raw_mpeg2_gop.m2v)
+    # Closed GOPs of 12 with B pictures, as elementary stream: the MXF writer's source.
+    ff $(video 720x576 25 2) -c:v mpeg2video -g 12 -bf 2 -flags +cgop -b:v 8M -pix_fmt yuv422p $exact \
+        -f mpeg2video "$tmp" ;;
+raw_mpeg2_ntsc.m2v)
+    ff $(video 720x480 30000/1001 2) -c:v mpeg2video -g 15 -bf 2 -flags +cgop -b:v 8M -pix_fmt yuv422p $exact \
+        -f mpeg2video "$tmp" ;;
+raw_mpeg2_xd50.m2v)
+    # XDCAM HD 422 shaped: 1080i 4:2:2 long GOP at 50 Mbit/s.
+    ff $(video 1920x1080 25 1.2) -c:v mpeg2video -pix_fmt yuv422p -flags +ilme+ildct+cgop -top 1 -g 12 -bf 2 \
+        -b:v 50M $exact -f mpeg2video "$tmp" ;;
+raw_mpeg2_12s.m2v)
+    # Twelve seconds of small 4:2:2 long GOP: more than one XDCAM partition.
+    ff $(video 720x576 25 12) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 1M $exact \
+        -f mpeg2video "$tmp" ;;
+raw_avci100.h264)
+    # AVC-Intra 100: 10-bit 4:2:2 intra frames of one size.
+    ff $(video 1920x1080 25 0.2) -c:v libx264 -avcintra-class 100 -pix_fmt yuv422p10le -threads 1 $exact \
+        -f h264 "$tmp" ;;
+raw_dv_pal.dv)
+    ff $(video 720x576 25 1) -c:v dvvideo -pix_fmt yuv420p $exact -f dv "$tmp" ;;
+raw_dnxhd_36.dnxhd)
+    ff $(video 1920x1080 25 0.4) -c:v dnxhd -b:v 36M -pix_fmt yuv422p $exact -f dnxhd "$tmp" ;;
+raw_pcm16_48k.s16le)
+    ff $(tone 48000 2) -ac 2 -c:a pcm_s16le $exact -f s16le "$tmp" ;;
+raw_pcm24_48k.s24le)
+    ff $(tone 48000 2) -ac 2 -c:a pcm_s24le $exact -f s24le "$tmp" ;;
+raw_pcm24_mono.s24le)
+    ff $(tone 48000 1) -ac 1 -c:a pcm_s24le $exact -f s24le "$tmp" ;;
 mpeg2_pcm16_growing.mxf)
     # Long GOPs with B pictures and one audio element per frame, as a capture writes them.
     ff $(video 320x240 25 4) $(tone 48000 4) -c:v mpeg2video -g 12 -bf 2 -b:v 1M -pix_fmt yuv422p \

@@ -1,0 +1,59 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "frame/TrackRecords.h"
+
+namespace Corvidane::MXF {
+class CMxf_FileWriter;
+}
+
+// Coded frames and sound of ffmpeg-made elementary streams, in the shape the
+// MXF writer is handed them, and the track records that describe them.
+namespace MxfWriterTest {
+
+struct Frame {
+    std::string bytes;
+    uint32_t frameType = Corvidane::HalcIFrame;  // HalcMpeg2FrameTypes bits
+    uint32_t presentation = 0;                   // display position
+};
+
+// Frames of a raw stream at the places ffprobe finds its packets. MPEG-2
+// pictures take their type, sequence header and display position from their
+// own headers; other frames are intra, shown in coded order.
+std::vector<Frame> framesOf(const std::string& path);
+
+// The samples of each frame at a rate: 1920 a frame at 25, the five-frame
+// cadence 1602, 1601, 1602, 1601, 1602 at 29.97.
+uint32_t samplesForFrame(size_t frame, bool ntsc);
+
+Corvidane::TrackStructuralData timecodeTrack(uint32_t rateNumerator, uint32_t rateDenominator, uint32_t startFrame,
+                                             bool dropFrame);
+Corvidane::TrackStructuralData videoTrack(const char* fourcc, uint32_t width, uint32_t height,
+                                          uint32_t rateNumerator, uint32_t rateDenominator, uint32_t gopSize,
+                                          uint32_t dataRate, bool progressive = true);
+Corvidane::TrackStructuralData audioTrack(uint16_t channels, uint16_t bitsPerSample);
+
+// A source to write: the tracks in the front end's MXF order (timecode,
+// video, audio) and what each frame carries.
+struct Source {
+    std::vector<Corvidane::TrackStructuralData> tracks;
+    std::vector<Frame> video;
+    std::vector<std::string> audio;  // one raw PCM stream per audio track
+    bool ntsc = false;
+};
+
+// Hands frames [first, end) of the source to the writer, one edit unit a
+// call, each with its share of every audio stream. False at the first
+// refusal, whose text goes to `error`.
+bool writeFrames(Corvidane::MXF::CMxf_FileWriter& writer, const Source& source, size_t first, size_t end,
+                 std::string* error = nullptr);
+
+// A folder holding the dictionary files that OP-Atom files carry, made once.
+std::wstring dictionaryFolder();
+
+// The sound bytes that frames [0, frames) carry.
+std::string audioOfFrames(const Source& source, size_t track, size_t frames);
+
+} // namespace MxfWriterTest
