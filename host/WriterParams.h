@@ -36,6 +36,8 @@ struct FileWriterParams {
     unsigned gopLength = 1;
     unsigned gopAnchorDistance = 1;
     std::vector<AudioStreamDescription> audio;
+    // 2 asks for a file per track where the container can (MXF OP-Atom).
+    unsigned multiplexing = 0;
     configb config;
 
     unsigned getTotalChannels() const

@@ -76,11 +76,13 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
         std::snprintf(seconds, sizeof seconds, "%.6f", double(video.length) / rate);
         params.config.set("Duration", seconds);
     }
-    if (source.timecodeRate() > 0) {
-        params.config.set("TcFps", std::to_string(Hc::getEquivalentHcFrameRate(source.timecodeRate())));
-        params.config.set("TcStartFrame", std::to_string(source.startTimecode()));
-        params.config.set("drop", source.isDropFrame() ? "1" : "0");
-    }
+    // A source without timecode starts at 0 at the pictures' rate, as the
+    // editor's sequences do.
+    const bool timecode = source.timecodeRate() > 0;
+    params.config.set("TcFps", std::to_string(timecode ? Hc::getEquivalentHcFrameRate(source.timecodeRate())
+                                                       : video.frameRate));
+    params.config.set("TcStartFrame", std::to_string(timecode ? source.startTimecode() : 0));
+    params.config.set("drop", timecode && source.isDropFrame() ? "1" : "0");
     const std::vector<Aud::Metadata>& audio = source.audioMetadata();
     for (unsigned i = 0; i < audio.size(); ++i) {
         if (!audio[i].isPCM()) {
@@ -98,10 +100,12 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
 int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
 {
     std::vector<std::string> paths;
-    bool indexLast = false;
+    bool indexLast = false, opAtom = false;
     for (const std::string& arg : args) {
         if (arg == "--index-last")
             indexLast = true;
+        else if (arg == "--op-atom")
+            opAtom = true;
         else if (arg.rfind("--", 0) == 0)
             return 2;
         else
@@ -132,6 +136,9 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
     Hc::FileWriterParams params = paramsOf(*source, soundStreams);
     if (indexLast)
         params.config.set("index_last", "1");
+    if (opAtom)
+        params.multiplexing = 2;
+    params.formatType = writer->formats().empty() ? std::string() : writer->formats().front();
     Hc::FileInfoBase* created = nullptr;
     const int opened = writer->openFile(Corvidane::fromUtf8(output), params, created);
     std::unique_ptr<Hc::FileInfoBase> target(created);

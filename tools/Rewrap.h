@@ -4,12 +4,12 @@
 
 class PluginHost;
 
-// cvtool rewrap [--index-last] SOURCE OUTPUT: reads SOURCE through the reader resource as the
+// cvtool rewrap [--op-atom] [--index-last] SOURCE OUTPUT: reads SOURCE through the reader resource as the
 // editor does (pictures in coded order, the sound of each frame by sample
 // position) and writes OUTPUT through the writer resource of its extension,
 // one frame with its sound at a time. PCM sound goes along; compressed sound,
 // which the editor would decode first, is left out with a word. Shows its
-// progress on a terminal. With --index-last the index follows the samples,
-// where the writer keeps it so. Returns the process exit code; 2 for arguments it
+// progress on a terminal. With --index-last a movie's index follows its
+// samples; with --op-atom an MXF copy is a file per track. Returns the process exit code; 2 for arguments it
 // can't take.
 int rewrapFile(PluginHost& host, const std::vector<std::string>& args);

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Makes a small movie with ffmpeg, lists the plug-in's resources, probes the
-# movie through the plug-in with cvtool, rewraps it through the plug-in's
-# QuickTime writer, and probes the copy.
+# Makes a small movie with ffmpeg, lists the plug-in's resources and probes the
+# movie through the plug-in with cvtool; then makes a DV file, rewraps it
+# through the plug-in's writers to MXF and back to a movie, and probes the copy.
 set -eu
 cd "$(dirname "$0")/.."
 tools/setup.sh
@@ -13,9 +13,17 @@ echo "== cvtool plugins"
 build/cvtool plugins
 echo "== cvtool probe --packets --hash md5 $sample"
 build/cvtool probe --packets --hash md5 "$sample"
-copy=build/demo/rewrapped.mov
-rm -f "$copy"
-echo "== cvtool rewrap $sample $copy"
-build/cvtool rewrap "$sample" "$copy"
-echo "== cvtool probe $copy"
-build/cvtool probe "$copy"
+# Writing through the plug-in: a DV movie with sound to MXF, and back.
+tests/media/make_media.sh build/demo avi_dv_pal.avi
+dv=build/demo/avi_dv_pal.avi
+mxf=build/demo/rewrapped.mxf
+back=build/demo/rewrapped.mov
+rm -f "$mxf" "$back"
+echo "== cvtool probe $dv"
+build/cvtool probe "$dv"
+echo "== cvtool rewrap $dv $mxf"
+build/cvtool rewrap "$dv" "$mxf"
+echo "== cvtool rewrap $mxf $back"
+build/cvtool rewrap "$mxf" "$back"
+echo "== cvtool probe $back"
+build/cvtool probe "$back"

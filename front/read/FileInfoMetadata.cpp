@@ -295,7 +295,10 @@ void FileInfo::readGopLength()
         return;
     }
     // The file claims intra-only while its anchors lie apart: the first
-    // frames' types tell.
+    // frames' types tell. A file that can't tell them (a constant-size index
+    // lists no types) is taken at its word; only a predicted picture proves
+    // it wrong.
+    m_metadata.gopLength = 1;
     if (essenceOpen(unsigned(m_videoStream)) != 1)
         return;
     IndexInfoRep scratch;
@@ -303,9 +306,8 @@ void FileInfo::readGopLength()
                                                      scratch.frameOrder)))
         return;
     scratch.initFrameIndexes();
-    m_metadata.gopLength = 1;
     for (unsigned short type : scratch.frameOrder)
-        if (type != 4) {
+        if (type & (Corvidane::FramePredicted | Corvidane::FrameBidirectional)) {
             m_metadata.gopLength = uint16_t(std::min(scratch.getNumGopFrames(), 0xFFFFu));
             break;
         }

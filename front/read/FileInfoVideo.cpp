@@ -107,7 +107,10 @@ int FileInfo::readVideo(std::vector<Ptr<iMemHolder>>& buffers, unsigned frame, P
     for (unsigned i = 0; i < count; ++i) {
         const unsigned sample = frame + i;
         Corvidane::IndexEntry entry{};
-        code = HcErrFromCvResult(reader.getIndexEntry(sample, entry));
+        // A constant-size MXF index answers False: a place worked out, not
+        // listed, and as good for reading.
+        const CvResult found = reader.getIndexEntry(sample, entry);
+        code = isSuccess(found) ? 1 : HcErrFromCvResult(found);
         if (code != 1)
             return code;
         size_t capacity = size_t(entry.size) + 2 * size_t(m_sectorSize) + 3 * getConfigSize();

@@ -3,10 +3,11 @@
 #include <vector>
 
 #include "front/write/FileWriterCommon.h"
+#include "front/write/MxfFileWriter.h"
 #include "front/write/QtFileWriter.h"
 
-// The AVI and MXF writer resources name themselves and their formats; they
-// open files once their container writers are joined to them.
+// The AVI writer resource names itself and its formats; it opens files once
+// its container writer is joined to it.
 namespace avi {
 class FileWriter : public CvWrappers::FileWriterCommon {
 public:
@@ -14,10 +15,4 @@ public:
 };
 } // namespace avi
 
-namespace mxf {
-class FileWriter : public CvWrappers::FileWriterCommon {
-public:
-    FileWriter() : FileWriterCommon("Mxf FileWriter", "MXF ", {"MXF"}) {}
-};
-} // namespace mxf
 

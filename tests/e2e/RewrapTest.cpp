@@ -148,6 +148,30 @@ INSTANTIATE_TEST_SUITE_P(Movies, RewrapSources,
                                            "avi_mpeg2_gop.avi", "avi_h264.avi", "h264_aac.mp4"),
                          mediaTestName);
 
+// DV with sound, as the editor would write it to MXF (OP1a) and back to a
+// movie: the same coded pictures and sound at each step, and files that
+// mediainfo and our reader take whole.
+TEST(Rewrap, DvToMxfAndBackKeepsPicturesAndSound)
+{
+    TempDir dir;
+    const std::string source = testMedia("avi_dv_pal.avi");
+    const std::string mxf = dir.file("copy.mxf");
+    const std::string movie = dir.file("back.mov");
+    rewrap(source, mxf);
+    rewrap(mxf, movie);
+    const std::string packets = videoPackets(source);
+    const std::string sound = " -map 0:a:0 -c:a pcm_s32le -f md5 - ";
+    const std::string expectedSound = run("ffmpeg -v error -i " + shellQuote(source) + sound);
+    for (const std::string& copy : {mxf, movie}) {
+        SCOPED_TRACE(copy);
+        EXPECT_EQ(videoPackets(copy), packets);
+        EXPECT_EQ(run("ffmpeg -v error -i " + shellQuote(copy) + sound), expectedSound);
+        EXPECT_EQ(run("mediainfo " + shellQuote(copy) + " | grep -ciE 'truncated|error' || true"), "0\n");
+        EXPECT_NE(run(shellQuote(CVTOOL_PATH) + " read " + shellQuote(copy) + " 2>/dev/null").find("frames 25 "),
+                  std::string::npos);
+    }
+}
+
 TEST(Rewrap, AvcFromMp4DecodesToTheSameFrames)
 {
     TempDir dir;

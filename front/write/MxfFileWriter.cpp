@@ -1,0 +1,142 @@
+#include "front/write/MxfFileWriter.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "frame/ColourPairs.h"
+#include "frame/FourCC.h"
+#include "frame/Rates.h"
+#include "frame/Utf8.h"
+#include "host/FormatCodes.h"
+#include "host/FrameRates.h"
+
+using Corvidane::fourCC;
+
+namespace mxf {
+
+namespace {
+
+constexpr uint32_t noVideo = 0xFFFFFFFFu;
+constexpr int opAtom = 0;
+constexpr int op1a = 1;
+
+std::string setting(const configb& config, const char* key)
+{
+    std::string value;
+    return config.in(key, value) == 1 ? value : std::string();
+}
+
+unsigned settingNumber(const configb& config, const char* key)
+{
+    return unsigned(std::strtoul(setting(config, key).c_str(), nullptr, 10));
+}
+
+uint32_t codeOf(const std::string& text, uint32_t fallback)
+{
+    if (text.size() != 4)
+        return fallback;
+    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
+           uint32_t(uint8_t(text[3])) << 24;
+}
+
+// The matrix that goes with each set of primaries, by their code.
+uint32_t matrixFor(uint32_t primaries)
+{
+    static const uint32_t matrices[] = {1, 0, 0, 2, 3, 3};
+    return primaries >= 1 && primaries <= 6 ? matrices[primaries - 1] : 0;
+}
+
+} // namespace
+
+int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& params, Hc::FileInfoBase*& file)
+{
+    file = nullptr;
+    const bool video = params.compression != noVideo;
+    const unsigned audioCount = unsigned(params.audio.size());
+    const unsigned count = audioCount + (video ? 2 : 1);
+    const unsigned videoRow = 1, firstAudioRow = video ? 2 : 1;
+    const int pattern = !video || audioCount == 0 || params.multiplexing == 2 ? opAtom : op1a;
+    std::vector<Corvidane::TrackStructuralData> tracks(count, Corvidane::TrackStructuralData{});
+    const configb& config = params.config;
+
+    Corvidane::TrackStructuralData& timecode = tracks[0];
+    timecode.streamType = Corvidane::StreamTimecode;
+    Hc::getFrameRateFraction(settingNumber(config, "TcFps"), timecode.timecode.rateNumerator,
+                             timecode.timecode.rateDenominator);
+    timecode.timecode.startFrame = settingNumber(config, "TcStartFrame");
+    timecode.timecode.dropFrame = uint8_t(settingNumber(config, "drop") != 0);
+
+    if (video) {
+        Corvidane::TrackStructuralData& picture = tracks[videoRow];
+        picture.streamType = Corvidane::StreamVideo;
+        Corvidane::VideoStructuralData& v = picture.video;
+        v.fourcc = Hc::lookupPlayoutFCC(codeOf(setting(config, "codec_type"), params.compression));
+        // These codings go to OP-Atom files whatever the tracks say.
+        std::wstring xml;
+        const bool mxfFormat = params.formatType.size() >= 3 &&
+                               params.formatType.compare(params.formatType.size() - 3, 3, "MXF") == 0;
+        if (mxfFormat && (v.fourcc == fourCC("dv25") || v.fourcc == fourCC("dv50") || v.fourcc == fourCC("dvh1") ||
+                          v.fourcc == fourCC("avc5") || v.fourcc == fourCC("avc6") || v.fourcc == noVideo))
+            xml = L"<op>atom</op>";
+        // "shot" names the take and "take" the shot: kept so.
+        static const std::pair<const char*, const char*> comments[] = {
+            {"reelid", "source_reel"}, {"scene", "scene"}, {"shot", "take"},
+            {"notes", "comment"},      {"name", "clip_name"}, {"take", "shot"}};
+        for (const auto& comment : comments)
+            addMetadata(xml, config, comment.first, comment.second);
+        if (!xml.empty())
+            assignXMLMetadata(xml, picture);
+        v.height = params.height;
+        if (v.fourcc == fourCC("GIMX") && params.height == 486)
+            v.height = 512;
+        else if (v.fourcc == fourCC("GIMX") && params.height == 576)
+            v.height = 608;
+        else if ((v.fourcc == fourCC("dvsd") || v.fourcc == fourCC("dv25") || v.fourcc == fourCC("dv50") ||
+                  v.fourcc == fourCC("PPG2")) &&
+                 params.height == 486)
+            v.height = 480;
+        v.width = params.compression == 1244 || params.compression == 1259 || params.compression == 1260
+                      ? 1440
+                      : params.width;
+        v.bitsPerPixel = Corvidane::getBppForFCC(v.fourcc);
+        v.stride = params.stride;
+        v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
+        Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
+        v.gopSize = std::max(params.gopLength, 1u);
+        v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
+        v.dataRate = params.frameSize;
+        v.aspect = params.aspectRatio == 1 ? 0x00040003u : params.aspectRatio == 2 ? 0x00100009u : 0x00010001u;
+        const Corvidane::ColourPairT colour =
+            Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
+        v.colourPrimaries = uint32_t(colour.first);
+        v.transferCharacteristic = uint32_t(colour.second);
+        v.matrixCoefficients = matrixFor(v.colourPrimaries);
+    }
+    for (unsigned i = 0; i < audioCount; ++i) {
+        const Hc::AudioStreamDescription& stream = params.audio[i];
+        Corvidane::TrackStructuralData& sound = tracks[firstAudioRow + i];
+        sound.streamType = Corvidane::StreamAudio;
+        sound.audio.format = 1;
+        sound.audio.channels = uint16_t(stream.channels);
+        sound.audio.sampleRate = stream.sampleRate;
+        sound.audio.bitsPerSample = uint16_t(stream.bitsPerSample);
+        sound.audio.samplesPerPacket = 1;
+        sound.audio.blockAlign = uint16_t(stream.channels * stream.bytesPerSample);
+        sound.audio.bytesPerSecond = uint32_t(sound.audio.blockAlign) * stream.sampleRate;
+    }
+
+    auto writer = std::make_unique<Corvidane::MXF::CMxf_FileWriter>();
+    writer->setTitle(Corvidane::fromUtf8(setting(config, "name")));
+    writer->setResourceFilePath(L"/usr/share/halcyonics/");
+    const CvResult created = writer->create(name, tracks.data(), int(count), pattern);
+    if (!isSuccess(created)) {
+        for (Corvidane::TrackStructuralData& track : tracks)
+            Corvidane::freeExtendedData(track);
+        return HcErrFromCvResult(created);
+    }
+    file = new FileInfo(std::move(writer), std::move(tracks), params,
+                        CvWrappers::WriteLoop::Layout{0, video ? videoRow : 0, firstAudioRow, false});
+    return file->initialise();
+}
+
+} // namespace mxf
