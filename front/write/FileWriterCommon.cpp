@@ -3,7 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame/ColourPairs.h"
 #include "frame/Utf8.h"
+#include "host/FrameRates.h"
 
 namespace CvWrappers {
 
@@ -35,6 +37,59 @@ void FileWriterCommon::assignXMLMetadata(const std::wstring& text, Corvidane::Tr
         const uint32_t c = i < text.size() ? uint32_t(text[i]) : 0;
         std::memcpy(track.extendedData + 4 * i, &c, 4);
     }
+}
+
+std::string FileWriterCommon::setting(const configb& config, const char* key)
+{
+    std::string value;
+    return config.in(key, value) == 1 ? value : std::string();
+}
+
+unsigned FileWriterCommon::settingNumber(const configb& config, const char* key)
+{
+    return unsigned(std::strtoul(setting(config, key).c_str(), nullptr, 10));
+}
+
+uint32_t FileWriterCommon::codeOf(const std::string& text, uint32_t fallback)
+{
+    if (text.size() != 4)
+        return fallback;
+    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
+           uint32_t(uint8_t(text[3])) << 24;
+}
+
+Corvidane::TrackStructuralData FileWriterCommon::timecodeTrack(const configb& config)
+{
+    Corvidane::TrackStructuralData track{};
+    track.streamType = Corvidane::StreamTimecode;
+    Hc::getFrameRateFraction(settingNumber(config, "TcFps"), track.timecode.rateNumerator,
+                             track.timecode.rateDenominator);
+    track.timecode.startFrame = settingNumber(config, "TcStartFrame");
+    track.timecode.dropFrame = uint8_t(settingNumber(config, "drop") != 0);
+    return track;
+}
+
+Corvidane::TrackStructuralData FileWriterCommon::soundTrack(const Hc::AudioStreamDescription& stream)
+{
+    Corvidane::TrackStructuralData track{};
+    track.streamType = Corvidane::StreamAudio;
+    track.audio.format = 1;
+    track.audio.channels = uint16_t(stream.channels);
+    track.audio.sampleRate = stream.sampleRate;
+    track.audio.bitsPerSample = uint16_t(stream.bitsPerSample);
+    track.audio.samplesPerPacket = 1;
+    track.audio.blockAlign = uint16_t(stream.channels * stream.bytesPerSample);
+    track.audio.bytesPerSecond = uint32_t(track.audio.blockAlign) * stream.sampleRate;
+    return track;
+}
+
+void FileWriterCommon::setAspectAndColour(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video)
+{
+    video.aspect = params.aspectRatio == 1 ? 0x00040003u : params.aspectRatio == 2 ? 0x00100009u : 0x00010001u;
+    const Corvidane::ColourPairT colour =
+        Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
+    video.colourPrimaries = uint32_t(colour.first);
+    video.transferCharacteristic = uint32_t(colour.second);
 }
 
 WriteLoop::WriteLoop(std::vector<Corvidane::TrackStructuralData> tracks, const Hc::FileWriterParams& params,

@@ -26,6 +26,19 @@ public:
     // Gives the track the fragment as zero-terminated 32-bit characters.
     static void assignXMLMetadata(const std::wstring& text, Corvidane::TrackStructuralData& track);
 
+protected:
+    // What the resources share of the mapping from the host's parameters:
+    // a setting's text (empty when absent) and number, a setting's four
+    // letters as a code (`fallback` for other texts), the timecode track of
+    // "TcFps", "TcStartFrame" and "drop", a sound track of linear PCM, and
+    // the picture's aspect and colour.
+    static std::string setting(const configb& config, const char* key);
+    static unsigned settingNumber(const configb& config, const char* key);
+    static uint32_t codeOf(const std::string& text, uint32_t fallback);
+    static Corvidane::TrackStructuralData timecodeTrack(const configb& config);
+    static Corvidane::TrackStructuralData soundTrack(const Hc::AudioStreamDescription& stream);
+    static void setAspectAndColour(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video);
+
 private:
     std::string m_name;
     std::string m_code;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frame/ColourPairs.h"
 #include "frame/FourCC.h"
 #include "frame/Rates.h"
 #include "frame/Utf8.h"
@@ -19,25 +18,6 @@ namespace {
 constexpr uint32_t noVideo = 0xFFFFFFFFu;
 constexpr int opAtom = 0;
 constexpr int op1a = 1;
-
-std::string setting(const configb& config, const char* key)
-{
-    std::string value;
-    return config.in(key, value) == 1 ? value : std::string();
-}
-
-unsigned settingNumber(const configb& config, const char* key)
-{
-    return unsigned(std::strtoul(setting(config, key).c_str(), nullptr, 10));
-}
-
-uint32_t codeOf(const std::string& text, uint32_t fallback)
-{
-    if (text.size() != 4)
-        return fallback;
-    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
-           uint32_t(uint8_t(text[3])) << 24;
-}
 
 // The matrix that goes with each set of primaries, by their code.
 uint32_t matrixFor(uint32_t primaries)
@@ -59,12 +39,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     std::vector<Corvidane::TrackStructuralData> tracks(count, Corvidane::TrackStructuralData{});
     const configb& config = params.config;
 
-    Corvidane::TrackStructuralData& timecode = tracks[0];
-    timecode.streamType = Corvidane::StreamTimecode;
-    Hc::getFrameRateFraction(settingNumber(config, "TcFps"), timecode.timecode.rateNumerator,
-                             timecode.timecode.rateDenominator);
-    timecode.timecode.startFrame = settingNumber(config, "TcStartFrame");
-    timecode.timecode.dropFrame = uint8_t(settingNumber(config, "drop") != 0);
+    tracks[0] = timecodeTrack(config);
 
     if (video) {
         Corvidane::TrackStructuralData& picture = tracks[videoRow];
@@ -105,25 +80,11 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
         v.gopSize = std::max(params.gopLength, 1u);
         v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
         v.dataRate = params.frameSize;
-        v.aspect = params.aspectRatio == 1 ? 0x00040003u : params.aspectRatio == 2 ? 0x00100009u : 0x00010001u;
-        const Corvidane::ColourPairT colour =
-            Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
-        v.colourPrimaries = uint32_t(colour.first);
-        v.transferCharacteristic = uint32_t(colour.second);
+        setAspectAndColour(params, v);
         v.matrixCoefficients = matrixFor(v.colourPrimaries);
     }
-    for (unsigned i = 0; i < audioCount; ++i) {
-        const Hc::AudioStreamDescription& stream = params.audio[i];
-        Corvidane::TrackStructuralData& sound = tracks[firstAudioRow + i];
-        sound.streamType = Corvidane::StreamAudio;
-        sound.audio.format = 1;
-        sound.audio.channels = uint16_t(stream.channels);
-        sound.audio.sampleRate = stream.sampleRate;
-        sound.audio.bitsPerSample = uint16_t(stream.bitsPerSample);
-        sound.audio.samplesPerPacket = 1;
-        sound.audio.blockAlign = uint16_t(stream.channels * stream.bytesPerSample);
-        sound.audio.bytesPerSecond = uint32_t(sound.audio.blockAlign) * stream.sampleRate;
-    }
+    for (unsigned i = 0; i < audioCount; ++i)
+        tracks[firstAudioRow + i] = soundTrack(params.audio[i]);
 
     auto writer = std::make_unique<Corvidane::MXF::CMxf_FileWriter>();
     writer->setTitle(Corvidane::fromUtf8(setting(config, "name")));

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frame/ColourPairs.h"
 #include "frame/FourCC.h"
 #include "frame/Rates.h"
 #include "host/FrameRates.h"
@@ -11,30 +10,6 @@
 using Corvidane::fourCC;
 
 namespace qt {
-
-namespace {
-
-std::string setting(const configb& config, const char* key)
-{
-    std::string value;
-    return config.in(key, value) == 1 ? value : std::string();
-}
-
-unsigned settingNumber(const configb& config, const char* key)
-{
-    return unsigned(std::strtoul(setting(config, key).c_str(), nullptr, 10));
-}
-
-// A four character code written as its letters; `fallback` for none.
-uint32_t codeOf(const std::string& text, uint32_t fallback)
-{
-    if (text.size() != 4)
-        return fallback;
-    return uint32_t(uint8_t(text[0])) | uint32_t(uint8_t(text[1])) << 8 | uint32_t(uint8_t(text[2])) << 16 |
-           uint32_t(uint8_t(text[3])) << 24;
-}
-
-} // namespace
 
 int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& params, Hc::FileInfoBase*& file)
 {
@@ -47,13 +22,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     const unsigned timecodeRow = audioCount + 1;
     const configb& config = params.config;
 
-    // Timecode: the rate of "TcFps", counted from "TcStartFrame".
-    Corvidane::TrackStructuralData& timecode = tracks[timecodeRow];
-    timecode.streamType = Corvidane::StreamTimecode;
-    Hc::getFrameRateFraction(settingNumber(config, "TcFps"), timecode.timecode.rateNumerator,
-                             timecode.timecode.rateDenominator);
-    timecode.timecode.startFrame = settingNumber(config, "TcStartFrame");
-    timecode.timecode.dropFrame = uint8_t(settingNumber(config, "drop") != 0);
+    tracks[timecodeRow] = timecodeTrack(config);
 
     Corvidane::TrackStructuralData& video = tracks[0];
     video.streamType = Corvidane::StreamVideo;
@@ -88,24 +57,9 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
         v.flags = Corvidane::VideoFollowGuidelines;
     if (params.compression == fourCC("AVdr"))
         v.resolutionId = codeOf(setting(config, "codec_type"), fourCC("AVdr"));
-    v.aspect = params.aspectRatio == 1 ? 0x00040003u : params.aspectRatio == 2 ? 0x00100009u : 0x00010001u;
-    const Corvidane::ColourPairT colour =
-        Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
-    v.colourPrimaries = uint32_t(colour.first);
-    v.transferCharacteristic = uint32_t(colour.second);
-
-    for (unsigned i = 0; i < audioCount; ++i) {
-        const Hc::AudioStreamDescription& stream = params.audio[i];
-        Corvidane::TrackStructuralData& audio = tracks[1 + i];
-        audio.streamType = Corvidane::StreamAudio;
-        audio.audio.format = 1;
-        audio.audio.channels = uint16_t(stream.channels);
-        audio.audio.sampleRate = stream.sampleRate;
-        audio.audio.bitsPerSample = uint16_t(stream.bitsPerSample);
-        audio.audio.samplesPerPacket = 1;
-        audio.audio.blockAlign = uint16_t(stream.channels * stream.bytesPerSample);
-        audio.audio.bytesPerSecond = uint32_t(audio.audio.blockAlign) * stream.sampleRate;
-    }
+    setAspectAndColour(params, v);
+    for (unsigned i = 0; i < audioCount; ++i)
+        tracks[1 + i] = soundTrack(params.audio[i]);
 
     // A file of a known length reserves its index for that length, not for
     // the largest file accepted.
