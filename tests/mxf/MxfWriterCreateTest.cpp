@@ -21,13 +21,6 @@ using Corvidane::MXF::CMxf_FileWriter;
 
 namespace {
 
-std::string text(const wchar_t* wide)
-{
-    std::string out;
-    toUtf8(wide, out);
-    return out;
-}
-
 class MxfWriterCreate : public DriverFixture {
 protected:
     // Creates a file of the tracks; the result, the writer's text in `error`.
@@ -37,7 +30,7 @@ protected:
         writer.setResourceFilePath(dictionaryFolder());
         const CvResult result =
             writer.create(fromUtf8(m_dir.file(name)), tracks.data(), int(tracks.size()), pattern);
-        error = text(writer.getLastError());
+        error = narrowText(writer.getLastError());
         return result;
     }
 
@@ -79,9 +72,9 @@ TEST_F(MxfWriterCreate, RefusalsNameTheirReason)
     EXPECT_NE(error.find("ANC requires opatom"), std::string::npos) << error;
     std::vector<TrackStructuralData> sound = {audioTrack(2, 16)};
     EXPECT_EQ(writer.create(L"ab", sound.data(), 1, 1), InvalidArg);
-    EXPECT_NE(text(writer.getLastError()).find("Filename too short"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("Filename too short"), std::string::npos);
     EXPECT_EQ(writer.create(L"", sound.data(), 1, 1), InvalidArg);
-    EXPECT_NE(text(writer.getLastError()).find("missing filename"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("missing filename"), std::string::npos);
 }
 
 TEST_F(MxfWriterCreate, DnxhdDataRateListDecides)
@@ -146,8 +139,8 @@ TEST_F(MxfWriterCreate, OpAtomFamilyNamesItsFiles)
               OK)
         << error;
     EXPECT_EQ(writer.getChildCount(), 2u);
-    EXPECT_EQ(text(writer.getOpAtomTrackFilename(2).c_str()), m_dir.file("Clip.a1.mxf"));
-    EXPECT_EQ(text(writer.getOpAtomTrackFilename(3).c_str()), m_dir.file("Clip.a2.mxf"));
+    EXPECT_EQ(narrowText(writer.getOpAtomTrackFilename(2).c_str()), m_dir.file("Clip.a1.mxf"));
+    EXPECT_EQ(narrowText(writer.getOpAtomTrackFilename(3).c_str()), m_dir.file("Clip.a2.mxf"));
     EXPECT_TRUE(std::filesystem::exists(m_dir.file("Clip.a1.mxf")));
     EXPECT_TRUE(std::filesystem::exists(m_dir.file("Clip.a2.mxf")));
     writer.close();
@@ -162,7 +155,7 @@ TEST_F(MxfWriterCreate, OpAtomFamilyNamesItsFiles)
     tracks[1].extendedDataSize = uint16_t(wide.size() * 4);
     CMxf_FileWriter named;
     ASSERT_EQ(create(named, tracks, 0, error, "pic.mxf"), OK) << error;
-    EXPECT_EQ(text(named.getOpAtomTrackFilename(1).c_str()), m_dir.file("sound.mxf"));
+    EXPECT_EQ(narrowText(named.getOpAtomTrackFilename(1).c_str()), m_dir.file("sound.mxf"));
     EXPECT_TRUE(std::filesystem::exists(m_dir.file("sound.mxf")));
     named.close();
 }
@@ -179,18 +172,18 @@ TEST_F(MxfWriterCreate, OpAtomNeedsItsDictionaryFiles)
         return;
     }
     EXPECT_EQ(result, Fail);
-    EXPECT_NE(text(writer.getLastError())
+    EXPECT_NE(narrowText(writer.getLastError())
                   .find("Failed to open resource file '/opt/corvidane/share/rivulet/mxf/"
                         "corvidane_metadata_dictionary.bin'"),
               std::string::npos)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     writer.setResourceFilePath(fromUtf8(m_dir.path() + "/"));
     EXPECT_EQ(writer.create(fromUtf8(m_dir.file("nodict.mxf")), tracks.data(), 1, 0), Fail);
-    EXPECT_NE(text(writer.getLastError()).find(m_dir.path() + "/corvidane_metadata_dictionary.bin"),
+    EXPECT_NE(narrowText(writer.getLastError()).find(m_dir.path() + "/corvidane_metadata_dictionary.bin"),
               std::string::npos);
     writer.setResourceFilePath(dictionaryFolder());
     EXPECT_EQ(writer.create(fromUtf8(m_dir.file("nodict.mxf")), tracks.data(), 1, 0), OK)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     writer.close();
 }
 
@@ -204,17 +197,17 @@ TEST_F(MxfWriterCreate, BadCallsToWriteAreRefused)
     ASSERT_EQ(create(writer, tracks, 1, error), OK) << error;
     TrackData rows[3] = {};
     EXPECT_EQ(writer.writeAtom(rows, 2), InvalidArg);
-    EXPECT_NE(text(writer.getLastError()).find("WriteAtom invalid number of tracks, got 2 need 3"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("WriteAtom invalid number of tracks, got 2 need 3"), std::string::npos);
     EXPECT_EQ(writer.writeAtom(nullptr, 3), InvalidArg);
     rows[2] = TrackData{nullptr, 7680, 0, 0};
     EXPECT_EQ(writer.writeAtom(rows, 3), InvalidArg);
-    EXPECT_NE(text(writer.getLastError()).find("row 2 has 7680 bytes and no data"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("row 2 has 7680 bytes and no data"), std::string::npos);
     rows[2] = TrackData{};
     // A picture larger than its slot in the constant edit unit.
     std::vector<unsigned char> big(200000, 0);
     rows[1] = TrackData{big.data(), uint32_t(big.size()), 0, HalcIFrame};
     EXPECT_EQ(writer.writeAtom(rows, 3), InvalidArg);
-    EXPECT_NE(text(writer.getLastError()).find("Data is too large"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("Data is too large"), std::string::npos);
     EXPECT_EQ(writer.getAtomsWritten(), 0u);
     // A picture that leaves 1 to 20 bytes of its slot can't be followed by a
     // filler; 21 bytes can.
@@ -222,9 +215,9 @@ TEST_F(MxfWriterCreate, BadCallsToWriteAreRefused)
     rows[2] = TrackData{sound.data(), uint32_t(sound.size()), 0, 0};
     rows[1].size = 144896 - 20 - 20;
     EXPECT_EQ(writer.writeAtom(rows, 3), Fail);
-    EXPECT_NE(text(writer.getLastError()).find("Not enough gap"), std::string::npos);
+    EXPECT_NE(narrowText(writer.getLastError()).find("Not enough gap"), std::string::npos);
     rows[1].size = 144896 - 20 - 21;
-    EXPECT_EQ(writer.writeAtom(rows, 3), OK) << text(writer.getLastError());
+    EXPECT_EQ(writer.writeAtom(rows, 3), OK) << narrowText(writer.getLastError());
     EXPECT_EQ(writer.getAtomsWritten(), 1u);
     writer.close();
     // A closed writer takes no more.

@@ -63,18 +63,12 @@ protected:
         writer.setFlushPeriod(flushPeriod);
         writer.setResourceFilePath(dictionaryFolder());
         ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
-            << toText(writer.getLastError());
+            << narrowText(writer.getLastError());
         std::string error;
         ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
         writer.close();
     }
 
-    static std::string toText(const wchar_t* text)
-    {
-        std::string out;
-        toUtf8(text, out);
-        return out;
-    }
 
     // ffprobe finds every frame with the source's size, bytes and key flag.
     void expectSameVideoPackets(const std::string& written, const std::string& sourcePath)
@@ -122,7 +116,7 @@ TEST_F(MxfWriterOp1a, OurReaderFindsTheFramesIndexAndTimecode)
     write(path, source);
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     int video = -1, audio = -1, timecode = -1;
     for (int s = 0; s < reader.get_StreamCount(); ++s) {
         if (reader.get_IsVideo(s) && video < 0)
@@ -142,7 +136,7 @@ TEST_F(MxfWriterOp1a, OurReaderFindsTheFramesIndexAndTimecode)
         unsigned offset = 0, size = 0;
         ASSERT_TRUE(isSuccess(
             reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
-            << frame << " " << toText(reader.getLastError());
+            << frame << " " << narrowText(reader.getLastError());
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
             << "frame " << frame;
         IndexEntry entry;
@@ -194,7 +188,7 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     CMxf_FileWriter writer;
     writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
-        << toText(writer.getLastError());
+        << narrowText(writer.getLastError());
     // The system item's sector, the picture's slot and the sound's sectors.
     EXPECT_EQ(writer.getEditUnitSize(), 512u + 144896u + 8192u);
     std::string error;
@@ -209,7 +203,7 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     int video = -1;
     for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
         if (reader.get_IsVideo(s))
@@ -245,7 +239,7 @@ TEST_F(MxfWriterOp1a, DropFrameTimecodeAndNtscCadence)
     EXPECT_TRUE(rawAudio(path, "s24le") == audioOfFrames(source, 0, source.video.size()));
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     for (int s = 0; s < reader.get_StreamCount(); ++s)
         if (reader.get_IsVideo(s)) {
             EXPECT_TRUE(reader.get_IsDropFrame(s));
@@ -297,23 +291,7 @@ TEST_F(MxfWriterOp1a, XdcamHd422WithARandomIndex)
     EXPECT_EQ(rip.entries.back().bodySID, 0u);
     EXPECT_EQ(rip.entries[1].bodySID, 2u) << "XDCAM's essence is body 2, its index 1";
 
-    MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
-    EXPECT_EQ(reader.get_Length(video), source.video.size());
-    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
-    std::vector<unsigned char> buffer(1 << 22);
-    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
-        unsigned offset = 0, size = 0;
-        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
-            << frame << " " << toText(reader.getLastError());
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
-            << "frame " << frame;
-    }
+    expectReaderGivesThePictures(path, source);
 }
 
 } // namespace
@@ -363,7 +341,7 @@ TEST_F(MxfWriterOp1a, XdcamPartitionsCarryTheIndexOfThePartitionBefore)
     EXPECT_EQ(indexed, int64_t(source.video.size()));
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     int video = -1;
     for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
         if (reader.get_IsVideo(s))
@@ -375,7 +353,7 @@ TEST_F(MxfWriterOp1a, XdcamPartitionsCarryTheIndexOfThePartitionBefore)
     for (unsigned frame : {0u, 100u, 250u, 251u, unsigned(source.video.size() - 1)}) {
         unsigned offset = 0, size = 0;
         ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
-            << frame << " " << toText(reader.getLastError());
+            << frame << " " << narrowText(reader.getLastError());
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
             << "frame " << frame;
     }
@@ -402,7 +380,7 @@ TEST_F(MxfWriterOp1a, AvcIntraFramesReadBackAsWritten)
     EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << toText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     int video = -1;
     for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
         if (reader.get_IsVideo(s))

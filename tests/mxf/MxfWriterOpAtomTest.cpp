@@ -21,13 +21,6 @@ using Corvidane::MXF::CMxf_FileWriter;
 
 namespace {
 
-std::string text(const wchar_t* wide)
-{
-    std::string out;
-    toUtf8(wide, out);
-    return out;
-}
-
 class MxfWriterOpAtom : public DriverFixture {
 protected:
     Source dnxhdSource()
@@ -51,7 +44,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
     CMxf_FileWriter writer;
     writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     EXPECT_EQ(writer.getChildCount(), 2u);
     EXPECT_EQ(writer.getOpAtomTrackFilename(2), fromUtf8(m_dir.file("clip.a1.mxf")));
     EXPECT_EQ(writer.getOpAtomTrackFilename(3), fromUtf8(m_dir.file("clip.a2.mxf")));
@@ -85,7 +78,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
         EXPECT_EQ(runCommand("mediainfo --Inform='Audio;%Format%' " + shellQuote(sound)), "PCM\n");
 
         MXF::CMxf_FileReader reader;
-        ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(sound), iFile::Buffered))) << text(reader.getLastError());
+        ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(sound), iFile::Buffered))) << narrowText(reader.getLastError());
         int audio = -1;
         for (int s = 0; s < reader.get_StreamCount() && audio < 0; ++s)
             if (reader.get_IsAudio(s))
@@ -95,7 +88,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
     }
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     int video = -1;
     for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
         if (reader.get_IsVideo(s))
@@ -107,7 +100,7 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
     for (unsigned frame = 0; frame < source.video.size(); ++frame) {
         unsigned offset = 0, size = 0;
         ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
-            << text(reader.getLastError());
+            << narrowText(reader.getLastError());
         EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
             << frame;
     }
@@ -141,12 +134,12 @@ TEST_F(MxfWriterOpAtom, CommentsAndProjectOfTheMetadataBlock)
     CMxf_FileWriter writer;
     writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     ASSERT_TRUE(writeFrames(writer, source, 0, 3));
     writer.close();
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
     const struct {
         const char* key;
         const wchar_t* value;
@@ -178,7 +171,7 @@ TEST_F(MxfWriterOpAtom, AncillaryDataFileIsFrameWrapped)
     CMxf_FileWriter writer;
     writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     EXPECT_EQ(writer.getOpAtomTrackFilename(2), fromUtf8(m_dir.file("captions.d1.mxf")));
     std::vector<std::string> packets;
     static const uint32_t zero = 0;
@@ -190,7 +183,7 @@ TEST_F(MxfWriterOpAtom, AncillaryDataFileIsFrameWrapped)
             {reinterpret_cast<const unsigned char*>(frame.bytes.data()), uint32_t(frame.bytes.size()), uint32_t(i),
              HalcIFrame},
             {reinterpret_cast<const unsigned char*>(packets.back().data()), uint32_t(packets.back().size()), 0, 0}};
-        ASSERT_EQ(writer.writeAtom(rows, 3), OK) << text(writer.getLastError());
+        ASSERT_EQ(writer.writeAtom(rows, 3), OK) << narrowText(writer.getLastError());
     }
     writer.close();
 
@@ -227,7 +220,7 @@ TEST_F(MxfWriterOpAtom, XdcamPicturesWithTheirTrailingItem)
     CMxf_FileWriter writer;
     writer.setResourceFilePath(dictionaryFolder());
     ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 0), OK)
-        << text(writer.getLastError());
+        << narrowText(writer.getLastError());
     EXPECT_EQ(writer.getEssenceKeys()[1],
               MXF::labelFromText("06.0E.2B.34.01.02.01.01.0E.04.03.01.15.01.03.01"));
     ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size()));
@@ -244,23 +237,7 @@ TEST_F(MxfWriterOpAtom, XdcamPicturesWithTheirTrailingItem)
     EXPECT_EQ(file.substr(ours.back().pos, ours.back().size),
               source.video.back().bytes + std::string(7519, '\0'));
 
-    MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << text(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
-    EXPECT_EQ(reader.get_Length(video), source.video.size());
-    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
-    std::vector<unsigned char> buffer(1 << 22);
-    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
-        unsigned offset = 0, size = 0;
-        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
-            << frame << " " << text(reader.getLastError());
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
-            << "frame " << frame;
-    }
+    expectReaderGivesThePictures(path, source);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "support/MxfWriterSources.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -7,6 +9,7 @@
 #include "frame/FourCC.h"
 #include "frame/Utf8.h"
 #include "mxf/write/AafDictionaryFiles.h"
+#include "mxf/read/FileReader.h"
 #include "mxf/write/FileWriter.h"
 #include "support/TempDir.h"
 
@@ -167,6 +170,35 @@ bool writeFrames(MXF::CMxf_FileWriter& writer, const Source& source, size_t firs
         }
     }
     return true;
+}
+
+std::string narrowText(const wchar_t* wide)
+{
+    std::string out;
+    Corvidane::toUtf8(wide, out);
+    return out;
+}
+
+void expectReaderGivesThePictures(const std::string& path, const Source& source)
+{
+    Corvidane::MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(Corvidane::fromUtf8(path), iFile::Buffered)))
+        << narrowText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    EXPECT_EQ(reader.get_Length(video), source.video.size());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 22);
+    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << frame << " " << narrowText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
+            << "frame " << frame;
+    }
 }
 
 } // namespace MxfWriterTest

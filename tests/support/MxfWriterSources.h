@@ -56,4 +56,11 @@ std::wstring dictionaryFolder();
 // The sound bytes that frames [0, frames) carry.
 std::string audioOfFrames(const Source& source, size_t track, size_t frames);
 
+// A wide text as UTF-8, for test messages.
+std::string narrowText(const wchar_t* wide);
+
+// Our reader opens the file at `path`, and its first picture stream holds the
+// source's pictures, byte for byte.
+void expectReaderGivesThePictures(const std::string& path, const Source& source);
+
 } // namespace MxfWriterTest
