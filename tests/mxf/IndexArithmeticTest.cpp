@@ -167,8 +167,9 @@ protected:
                 EXPECT_EQ(at, ofStream[n].pos) << name << " stream " << s << " frame " << n;
                 CKlvItem item;
                 ASSERT_TRUE(f.itemAt(at, item));
-                if (sizesAsStored || types[s] == "video")
+                if (sizesAsStored || types[s] == "video") {
                     EXPECT_EQ(item.length, ofStream[n].size) << name << " stream " << s << " frame " << n;
+                }
                 EXPECT_TRUE(f.slotHoldsOneElement(at, size)) << name << " stream " << s << " frame " << n;
                 if (types[s] == "video") {
                     const CMxf_IndexTable_IndexEntry* entry = f.segments.getIndexEntry(int64_t(n));

@@ -127,8 +127,9 @@ TEST(MxfPartitions, PacksAreWrittenAndReadBack)
         EXPECT_EQ(back.indexSID, 2u);
         EXPECT_TRUE(back.operationalPattern.isOpAtom());
         EXPECT_EQ(back.essenceContainers.size(), count);
-        if (count)
+        if (count) {
             EXPECT_EQ(back.essenceContainers[1], container);
+        }
         EXPECT_EQ(back.get_TotalLengthOfAllItems(), uint64_t(size) + 4096);
     }
 
