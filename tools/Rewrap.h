@@ -10,6 +10,7 @@ class PluginHost;
 // one frame with its sound at a time. PCM sound goes along; compressed sound,
 // which the editor would decode first, is left out with a word. Shows its
 // progress on a terminal. With --index-last a movie's index follows its
-// samples; with --op-atom an MXF copy is a file per track. Returns the process exit code; 2 for arguments it
+// samples; with --op-atom an MXF copy is a file per track. OUTPUT's extension
+// (MOV, MXF, AVI) picks the writer resource. Returns the process exit code; 2 for arguments it
 // can't take.
 int rewrapFile(PluginHost& host, const std::vector<std::string>& args);

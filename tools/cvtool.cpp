@@ -32,7 +32,7 @@ const char* usage =
     "                                          each frame's audio in between)\n"
     "  read --frame N FILE                     read video frame N alone: its place, size, key flag, md5, and\n"
     "                                          the size and md5 of the bytes the editor receives\n"
-    "  rewrap [--op-atom] [--index-last] SOURCE OUTPUT.{mov,mxf}\n"
+    "  rewrap [--op-atom] [--index-last] SOURCE OUTPUT.{mov,mxf,avi}\n"
     "                                          read SOURCE as the editor does and write it through the writer\n"
     "                                          resource of OUTPUT's container\n"
     "  extract [--stream N] SOURCE OUTPUT      write one stream's essence as the editor receives it: video\n"

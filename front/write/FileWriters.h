@@ -1,18 +1,6 @@
 #pragma once
-#include <string>
-#include <vector>
-
+// The writer resources the driver creates.
+#include "front/write/AviFileWriter.h"
 #include "front/write/FileWriterCommon.h"
 #include "front/write/MxfFileWriter.h"
 #include "front/write/QtFileWriter.h"
-
-// The AVI writer resource names itself and its formats; it opens files once
-// its container writer is joined to it.
-namespace avi {
-class FileWriter : public CvWrappers::FileWriterCommon {
-public:
-    FileWriter() : FileWriterCommon("AVI FileWriter", "AVI ", {"AVI"}) {}
-};
-} // namespace avi
-
-
