@@ -1,6 +1,7 @@
 #include "avi/FileWriter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "frame/FourCC.h"
@@ -27,6 +28,7 @@ void FileWriter::initVariables()
     riffIndex = 0;
     maxFrames = 2000000;
     startTimecode = 0;
+    startTimecodeDrop = false;
     maxIndexEntries = (0x10000 - 32) / 8;
     legacyIndexWritten = false;
     totalFramesAt = maxBytesPerSecAt = suggestedBufferSizeAt = dmlhFramesAt = 0;
@@ -64,6 +66,7 @@ CvResult FileWriter::create(const std::wstring& name, const TrackStructuralData*
             trackOrder.push_back(static_cast<uint16_t>(i));
         if (given[i].streamType == StreamTimecode && !timecodeSeen) {
             startTimecode = given[i].timecode.startFrame;
+            startTimecodeDrop = given[i].timecode.dropFrame != 0;
             timecodeSeen = true;
         }
         if (given[i].extendedData)
@@ -165,8 +168,12 @@ void FileWriter::Header_CreateChunk_ISFT(RiffBuilder& out)
 
 void FileWriter::Header_CreateChunk_ISMP(RiffBuilder& out)
 {
+    // The start as the timecode track counts it: drop frame at 29.97 and
+    // 59.94 when it says so, else whole frames at the rounded rate.
     short hours = 0, minutes = 0, seconds = 0, frames = 0;
-    CTimeCodeEx(startTimecode, videoRate(), false).toHHMMSSFF(hours, minutes, seconds, frames, false);
+    const double rate = startTimecodeDrop ? videoRate() : std::round(videoRate());
+    CTimeCodeEx(startTimecode, rate, startTimecodeDrop)
+        .toHHMMSSFF(hours, minutes, seconds, frames, startTimecodeDrop);
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d.%02d", hours, minutes, seconds, frames);
     Header_CreateChunk_ISXX(out, fourCC("ISMP"), text);

@@ -83,6 +83,7 @@ private:
     unsigned riffIndex = 0;
     uint64_t maxFrames = 2000000;
     uint32_t startTimecode = 0;
+    bool startTimecodeDrop = false;
     unsigned maxIndexEntries = (0x10000 - 32) / 8;
     bool legacyIndexWritten = false;
     size_t totalFramesAt = 0;

@@ -345,3 +345,41 @@ TEST_F(AviWriter, FullDiskLeavesAReadableFile)
 }
 
 } // namespace
+
+namespace {
+
+// The ISMP text names the start as the timecode track counts it: at 29.97
+// a non-drop start of 108000 frames is 01:00:00, and so is a drop-frame
+// start of 107892.
+class AviWriterStartText : public DriverFixture {
+protected:
+    std::string startTextOf(uint32_t startFrame, bool drop)
+    {
+        std::vector<TrackStructuralData> tracks = tracksFor(fourCC("MJPG"), 320, 240, false);
+        tracks[0].timecode = TimecodeStructuralData{30000, 1001, startFrame, uint8_t(drop)};
+        tracks[1].video.rateNumerator = 30000;
+        tracks[1].video.rateDenominator = 1001;
+        const std::string out = m_dir.file(drop ? "drop.avi" : "nondrop.avi");
+        Avi::FileWriter writer;
+        EXPECT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK);
+        const std::string frame(1000, 'x');
+        const uint32_t zero = 0;
+        std::vector<TrackData> rows = {TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                                       TrackData{reinterpret_cast<const unsigned char*>(frame.data()), 1000, 0,
+                                                 HalcIFrame}};
+        EXPECT_EQ(writer.WriteSamples(rows.data(), unsigned(rows.size())), OK);
+        EXPECT_EQ(writer.close(), OK);
+        const std::string bytes = readFile(out);
+        const size_t at = bytes.find("ISMP");
+        return at == std::string::npos ? std::string() : std::string(bytes.c_str() + at + 8);
+    }
+    TempDir m_dir;
+};
+
+TEST_F(AviWriterStartText, FollowsTheTimecodeTracksDropFlag)
+{
+    EXPECT_EQ(startTextOf(108000, false), "01:00:00.00");
+    EXPECT_EQ(startTextOf(107892, true), "01:00:00.00");
+}
+
+} // namespace
