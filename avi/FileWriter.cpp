@@ -42,7 +42,9 @@ double FileWriter::videoRate() const
 
 uint64_t FileWriter::junkRoom(uint64_t position) const
 {
-    uint64_t room = roundToSector(position) - position;
+    const uint64_t room = roundToSector(position) - position;
+    if (room == 0)
+        return 0;
     return room < 12 ? room + sectorSize : room;
 }
 
@@ -97,7 +99,8 @@ CvResult FileWriter::create(const std::wstring& name, const TrackStructuralData*
     out.u32(fourCC("AVI "));
     Header_CreateChunk_hdrl(out);
     Header_CreateChunk_INFO(out);
-    out.junkTo(out.position() + junkRoom(out.position()));
+    if (const uint64_t room = junkRoom(out.position()))
+        out.junkTo(out.position() + room);
     moviListAt = out.position();
     for (const CStrl& stream : strl)
         if (stream.indexType == 16)
@@ -295,7 +298,8 @@ CvResult FileWriter::WriteLegacyIndexTable()
             out.u32(entry.size);
         }
     out.close(chunk);
-    out.junkTo(out.position() + junkRoom(out.position()));
+    if (const uint64_t room = junkRoom(out.position()))
+        out.junkTo(out.position() + room);
     CvResult result = WriteAtOffset(endOfData, block.data(), block.size());
     if (!isSuccess(result))
         return result;
@@ -407,11 +411,13 @@ CvResult FileWriter::WriteNextFrame(const TrackData* items, uint64_t& written)
         if (at & 1)
             frameBuffer[at++] = 0;
         // Each chunk is followed by JUNK up to a sector boundary.
-        uint64_t room = junkRoom(endOfData + at);
-        writeLE32(frameBuffer.data() + at, fourCC("JUNK"));
-        writeLE32(frameBuffer.data() + at + 4, static_cast<uint32_t>(room - 8));
-        std::fill(frameBuffer.data() + at + 8, frameBuffer.data() + at + room, 0);
-        at += room;
+        const uint64_t room = junkRoom(endOfData + at);
+        if (room) {
+            writeLE32(frameBuffer.data() + at, fourCC("JUNK"));
+            writeLE32(frameBuffer.data() + at + 4, static_cast<uint32_t>(room - 8));
+            std::fill(frameBuffer.data() + at + 8, frameBuffer.data() + at + room, 0);
+            at += room;
+        }
     }
     if (at == 0)
         return OK;

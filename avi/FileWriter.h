@@ -59,7 +59,7 @@ private:
     size_t indexSlotAt(unsigned stream) const { return moviListAt + 12 + size_t(stream) * CStrl::indexSlotSize; }
     uint64_t roundToSector(uint64_t value) const { return (value + sectorSize - 1) / sectorSize * sectorSize; }
     // The room from `position` to the next sector boundary, grown by a
-    // sector when it couldn't hold a JUNK chunk's head.
+    // sector when it couldn't hold a JUNK chunk's head; 0 on a boundary.
     uint64_t junkRoom(uint64_t position) const;
     double videoRate() const;
 

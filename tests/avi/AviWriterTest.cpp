@@ -348,10 +348,8 @@ TEST_F(AviWriter, FullDiskLeavesAReadableFile)
 
 namespace {
 
-// The ISMP text names the start as the timecode track counts it: at 29.97
-// a non-drop start of 108000 frames is 01:00:00, and so is a drop-frame
-// start of 107892.
-class AviWriterStartText : public DriverFixture {
+// Small files that show one detail of what the writer puts down.
+class AviWriterDetails : public DriverFixture {
 protected:
     std::string startTextOf(uint32_t startFrame, bool drop)
     {
@@ -376,10 +374,40 @@ protected:
     TempDir m_dir;
 };
 
-TEST_F(AviWriterStartText, FollowsTheTimecodeTracksDropFlag)
+// The ISMP text names the start as the timecode track counts it: at 29.97
+// a non-drop start of 108000 frames is 01:00:00, and so is a drop-frame
+// start of 107892.
+TEST_F(AviWriterDetails, StartTextFollowsTheTimecodeTracksDropFlag)
 {
     EXPECT_EQ(startTextOf(108000, false), "01:00:00.00");
     EXPECT_EQ(startTextOf(107892, true), "01:00:00.00");
+}
+
+} // namespace
+
+namespace {
+
+// A chunk that ends on a sector boundary is followed by the next chunk, not
+// by a sector of JUNK; the file still reads whole.
+TEST_F(AviWriterDetails, AChunkEndingOnASectorTakesNoJunk)
+{
+    std::vector<TrackStructuralData> tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
+    const std::string out = m_dir.file("exact.avi");
+    Avi::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK);
+    const std::string frame(504, 'e');  // with its 8-byte head, one sector
+    const uint32_t zero = 0;
+    for (int i = 0; i < 3; ++i) {
+        std::vector<TrackData> rows = {TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                                       TrackData{reinterpret_cast<const unsigned char*>(frame.data()), 504, 0,
+                                                 HalcIFrame}};
+        ASSERT_EQ(writer.WriteSamples(rows.data(), unsigned(rows.size())), OK);
+    }
+    ASSERT_EQ(writer.close(), OK);
+    const auto packets = AviTest::ffprobePackets(out);
+    ASSERT_EQ(packets.size(), 3u);
+    EXPECT_EQ(packets[1].pos - packets[0].pos, 512u) << "the chunks lie back to back, sector after sector";
+    EXPECT_EQ(packets[2].pos - packets[1].pos, 512u);
 }
 
 } // namespace
