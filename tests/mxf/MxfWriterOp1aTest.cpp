@@ -379,22 +379,7 @@ TEST_F(MxfWriterOp1a, AvcIntraFramesReadBackAsWritten)
     EXPECT_EQ(mediainfo(path, "Video;%Format%"), "AVC");
     EXPECT_EQ(mediainfo(path, "General;%IsTruncated%"), "");
 
-    MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
-    EXPECT_EQ(reader.get_Length(video), source.video.size());
-    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
-    std::vector<unsigned char> buffer(1 << 21);
-    for (unsigned frame = 0; frame < source.video.size(); ++frame) {
-        unsigned offset = 0, size = 0;
-        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)));
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), source.video[frame].bytes)
-            << "frame " << frame;
-    }
+    expectReaderGivesThePictures(path, source);
 }
 
 } // namespace
