@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,36 @@ using namespace Corvidane;
 using namespace qtw;
 
 namespace {
+
+// Runs `write` in a child process, which then waits; kills the child with
+// SIGKILL once it has written. True when `write` succeeded. What `write`
+// writes with must outlive it (left to the kill), or closing would finish
+// the file.
+bool writtenThenKilled(const std::function<bool()>& write)
+{
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0)
+        return false;
+    const pid_t child = ::fork();
+    if (child < 0)
+        return false;
+    if (child == 0) {
+        ::close(pipeFds[0]);
+        const char status = write() ? 'K' : 'F';
+        if (::write(pipeFds[1], &status, 1) != 1)
+            _exit(2);
+        for (;;)
+            ::pause();
+    }
+    ::close(pipeFds[1]);
+    char status = 0;
+    const bool told = ::read(pipeFds[0], &status, 1) == 1;
+    ::close(pipeFds[0]);
+    ::kill(child, SIGKILL);
+    int waited = 0;
+    ::waitpid(child, &waited, 0);
+    return told && WIFSIGNALED(waited) && status == 'K';
+}
 
 class QtWriterFlush : public QtReaderFixture {
 protected:
@@ -108,32 +139,12 @@ TEST_F(QtWriterFlush, ReadableAtEveryFlush)
 TEST_F(QtWriterFlush, KilledWriterLeavesTheFramesOfItsLastFlush)
 {
     std::string out = m_dir.file("killed.mov");
-    int pipeFds[2];
-    ASSERT_EQ(::pipe(pipeFds), 0);
-    pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        ::close(pipeFds[0]);
-        QuickTime::FileWriter writer;
+    ASSERT_TRUE(writtenThenKilled([&] {
+        auto& writer = *new QuickTime::FileWriter;
         writer.setFlushPeriod(15);
-        char status = 'F';
-        if (isSuccess(writer.create(fromUtf8(out), m_tracks.data(), 3, 0, true)) &&
-            isSuccess(m_feeder.feed(writer, 0, 50)))
-            status = 'K';
-        if (::write(pipeFds[1], &status, 1) != 1)
-            _exit(2);
-        for (;;)
-            ::pause();
-    }
-    ::close(pipeFds[1]);
-    char status = 0;
-    ASSERT_EQ(::read(pipeFds[0], &status, 1), 1);
-    ::close(pipeFds[0]);
-    ::kill(child, SIGKILL);
-    int waited = 0;
-    ::waitpid(child, &waited, 0);
-    ASSERT_TRUE(WIFSIGNALED(waited));
-    ASSERT_EQ(status, 'K') << "the child could not write";
+        return isSuccess(writer.create(fromUtf8(out), m_tracks.data(), 3, 0, true)) &&
+               isSuccess(m_feeder.feed(writer, 0, 50));
+    })) << "the child could not write";
     // Flushes came at 15, 30 and 45 frames.
     expectWholeMovieOf(out, 45);
 }
@@ -144,37 +155,18 @@ TEST_F(QtWriterFlush, KilledWriterLeavesTheFramesOfItsLastFlush)
 TEST_F(QtWriterFlush, IndexLastKilledWriterReadsThroughItsSidecars)
 {
     std::string out = m_dir.file("sidecars.mov");
-    int pipeFds[2];
-    ASSERT_EQ(::pipe(pipeFds), 0);
-    pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        ::close(pipeFds[0]);
-        char status = 'F';
-        QuickTime::FileWriter writer;
+    ASSERT_TRUE(writtenThenKilled([&] {
+        auto& writer = *new QuickTime::FileWriter;
         auto video = ExternalIndexer::createIndexer(ExternalIndexer::BinaryIndexerType);
         auto audio = ExternalIndexer::createIndexer(ExternalIndexer::BinaryIndexerType);
-        if (isSuccess(writer.create(fromUtf8(out), m_tracks.data(), 3, 0, false)) &&
-            isSuccess(video->create(ExternalIndexer::getFilename(fromUtf8(out), 0), {m_tracks[0]})) &&
-            isSuccess(audio->create(ExternalIndexer::getFilename(fromUtf8(out), 1), {m_tracks[1]}))) {
-            writer.setExternalIndexer(video, 0);
-            writer.setExternalIndexer(audio, 1);
-            if (isSuccess(m_feeder.feed(writer, 0, 65)))
-                status = 'K';
-        }
-        if (::write(pipeFds[1], &status, 1) != 1)
-            _exit(2);
-        for (;;)
-            ::pause();
-    }
-    ::close(pipeFds[1]);
-    char status = 0;
-    ASSERT_EQ(::read(pipeFds[0], &status, 1), 1);
-    ::close(pipeFds[0]);
-    ::kill(child, SIGKILL);
-    int waited = 0;
-    ::waitpid(child, &waited, 0);
-    ASSERT_EQ(status, 'K') << "the child could not write";
+        if (!isSuccess(writer.create(fromUtf8(out), m_tracks.data(), 3, 0, false)) ||
+            !isSuccess(video->create(ExternalIndexer::getFilename(fromUtf8(out), 0), {m_tracks[0]})) ||
+            !isSuccess(audio->create(ExternalIndexer::getFilename(fromUtf8(out), 1), {m_tracks[1]})))
+            return false;
+        writer.setExternalIndexer(video, 0);
+        writer.setExternalIndexer(audio, 1);
+        return isSuccess(m_feeder.feed(writer, 0, 65));
+    })) << "the child could not write";
 
     EWC::FileReader reader;
     ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::UnbufferedGrowing), OK) << text(reader.getLastError());
