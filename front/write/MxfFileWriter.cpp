@@ -1,7 +1,10 @@
 #include "front/write/MxfFileWriter.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 
 #include "frame/FourCC.h"
 #include "frame/Rates.h"
@@ -24,6 +27,28 @@ uint32_t matrixFor(uint32_t primaries)
 {
     static const uint32_t matrices[] = {1, 0, 0, 2, 3, 3};
     return primaries >= 1 && primaries <= 6 ? matrices[primaries - 1] : 0;
+}
+
+// The dictionaries that OP-Atom files carry are looked for where an
+// installation puts them, then in the folder "mxf" beside the plug-in's own
+// file, where the build puts them, so that a build tree writes OP-Atom
+// without being installed. When neither holds them the installed folder is
+// named, and the writer's error names it.
+std::wstring dictionaryFolder()
+{
+    namespace fs = std::filesystem;
+    const char* const probe = "corvidane_metadata_dictionary.bin";
+    const std::wstring installed = L"/usr/share/halcyonics/";
+    std::error_code error;
+    if (fs::exists(fs::path("/usr/share/halcyonics") / probe, error))
+        return installed;
+    Dl_info self{};
+    if (::dladdr(reinterpret_cast<void*>(&dictionaryFolder), &self) && self.dli_fname) {
+        const fs::path beside = fs::path(self.dli_fname).parent_path() / "mxf";
+        if (fs::exists(beside / probe, error))
+            return Corvidane::fromUtf8(beside.string() + "/");
+    }
+    return installed;
 }
 
 } // namespace
@@ -88,7 +113,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
 
     auto writer = std::make_unique<Corvidane::MXF::CMxf_FileWriter>();
     writer->setTitle(Corvidane::fromUtf8(setting(config, "name")));
-    writer->setResourceFilePath(L"/usr/share/halcyonics/");
+    writer->setResourceFilePath(dictionaryFolder());
     const CvResult created = writer->create(name, tracks.data(), int(count), pattern);
     if (!isSuccess(created)) {
         for (Corvidane::TrackStructuralData& track : tracks)
