@@ -3,96 +3,91 @@
 #include <algorithm>
 
 #include "frame/FourCC.h"
+#include "quicktime/atoms/Described.h"
 
 namespace Corvidane::QuickTime {
 
 ImageExtension_fiel::ImageExtension_fiel() : QTAtom(10, fourCC("fiel")) {}
 
+template <class Atom, class Fields> bool ImageExtension_fiel::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.u8(atom.fields) && fields.u8(atom.detail);
+}
+
 size_t ImageExtension_fiel::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
         return 0;
-    FieldReader in(data, length, 8);
-    in.u8(fields), in.u8(detail);
+    readDescribed(*this, data, length);
     return 10;
 }
 
 size_t ImageExtension_fiel::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    buffer[8] = fields;
-    buffer[9] = detail;
-    return 10;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 ImageExtension_colr::ImageExtension_colr() : QTAtom(18, fourCC("colr")), parameterType(fourCC("nclc")) {}
+
+template <class Atom, class Fields> bool ImageExtension_colr::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.code(atom.parameterType) && fields.u16(atom.primaries) && fields.u16(atom.transferFunction) &&
+           fields.u16(atom.matrix);
+}
 
 size_t ImageExtension_colr::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
         return 0;
-    FieldReader in(data, length, 8);
-    in.code(parameterType) && in.u16(primaries) && in.u16(transferFunction) && in.u16(matrix);
+    readDescribed(*this, data, length);
     return 18;
 }
 
 size_t ImageExtension_colr::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    writeCode(buffer + 8, parameterType);
-    writeBE16(buffer + 12, primaries);
-    writeBE16(buffer + 14, transferFunction);
-    writeBE16(buffer + 16, matrix);
-    return 18;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 ImageExtension_pasp::ImageExtension_pasp() : QTAtom(16, fourCC("pasp")) {}
+
+template <class Atom, class Fields> bool ImageExtension_pasp::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.u32(atom.hSpacing) && fields.u32(atom.vSpacing);
+}
 
 size_t ImageExtension_pasp::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
         return 0;
-    FieldReader in(data, length, 8);
-    in.u32(hSpacing) && in.u32(vSpacing);
+    readDescribed(*this, data, length);
     return 16;
 }
 
 size_t ImageExtension_pasp::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    writeBE32(buffer + 8, hSpacing);
-    writeBE32(buffer + 12, vSpacing);
-    return 16;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 ImageExtension_clap::ImageExtension_clap() : QTAtom(40, fourCC("clap")) {}
+
+template <class Atom, class Fields> bool ImageExtension_clap::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.u32(atom.widthN) && fields.u32(atom.widthD) && fields.u32(atom.heightN) &&
+           fields.u32(atom.heightD) && fields.u32(atom.horizOffN) && fields.u32(atom.horizOffD) &&
+           fields.u32(atom.vertOffN) && fields.u32(atom.vertOffD);
+}
 
 size_t ImageExtension_clap::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
         return 0;
-    FieldReader in(data, length, 8);
-    for (uint32_t* term : {&widthN, &widthD, &heightN, &heightD, &horizOffN, &horizOffD, &vertOffN, &vertOffD})
-        if (!in.u32(*term))
-            break;
+    readDescribed(*this, data, length);
     return 40;
 }
 
 size_t ImageExtension_clap::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    unsigned char* p = buffer + 8;
-    for (uint32_t term : {widthN, widthD, heightN, heightD, horizOffN, horizOffD, vertOffN, vertOffD})
-        writeBE32(p, term), p += 4;
-    return 40;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 void OpaqueExtension::setData(const unsigned char* bytes, size_t count)
@@ -140,26 +135,29 @@ SoundExtension_enda::SoundExtension_enda(bool littleEndian) : QTAtom(10, fourCC(
 {
 }
 
+template <class Atom, class Fields> bool SoundExtension_enda::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.u16(atom.LittleEndian);
+}
+
 size_t SoundExtension_enda::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
         return 0;
-    FieldReader in(data, length, 8);
-    in.u16(LittleEndian);
+    readDescribed(*this, data, length);
     return 10;
 }
 
 size_t SoundExtension_enda::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    writeBE16(buffer + 8, LittleEndian);
-    return 10;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 SoundExtension_frma::SoundExtension_frma(uint32_t code) : QTAtom(12, fourCC("frma")), DataFormat(code) {}
 
+// Not one description: the code is read as a big-endian number, so reversed,
+// and written as it lies, as the files' other readers have always had it. The
+// writer only writes the frma records it made itself.
 size_t SoundExtension_frma::fromData(const unsigned char* data, size_t length)
 {
     if (QTAtom::fromData(data, length) == 0)
@@ -173,9 +171,8 @@ size_t SoundExtension_frma::toData(unsigned char* buffer, size_t capacity) const
 {
     if (getSize() > capacity)
         return 0;
-    QTAtom::toData(buffer, capacity);
-    writeCode(buffer + 8, DataFormat);
-    return 12;
+    FieldWriter out(buffer, capacity, QTAtom::toData(buffer, capacity));
+    return out.code(DataFormat) ? out.position() : 0;
 }
 
 SoundExtension_wave::SoundExtension_wave(int endian, uint32_t code) : QTAtom(0, fourCC("wave"))

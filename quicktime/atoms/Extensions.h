@@ -13,6 +13,7 @@ using ExtensionVector = std::vector<std::unique_ptr<QTAtom>>;
 class ImageExtension_fiel : public QTAtom {
 public:
     ImageExtension_fiel();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 10; }
@@ -24,6 +25,7 @@ public:
 class ImageExtension_colr : public QTAtom {
 public:
     ImageExtension_colr();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 18; }
@@ -35,6 +37,7 @@ public:
 class ImageExtension_pasp : public QTAtom {
 public:
     ImageExtension_pasp();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 16; }
@@ -45,6 +48,7 @@ public:
 class ImageExtension_clap : public QTAtom {
 public:
     ImageExtension_clap();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 40; }
@@ -89,6 +93,7 @@ public:
 class SoundExtension_enda : public QTAtom {
 public:
     explicit SoundExtension_enda(bool littleEndian = false);
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 10; }

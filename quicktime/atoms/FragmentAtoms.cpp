@@ -9,110 +9,83 @@ namespace Corvidane::QuickTime {
 
 namespace {
 
-// Reads the version and flags behind the 8-byte header; the reader stands after them.
-bool readHead(FieldReader& in, FullAtomHead& head)
+// The 8-byte header, version and flags, then the fields of the atom's description.
+template <class Atom> bool readDescribed(Atom& atom, FieldReader& in)
 {
-    uint32_t word = 0;
-    if (!in.skip(8) || !in.u32(word))
-        return false;
-    head.version = static_cast<uint8_t>(word >> 24);
-    head.flags = word & 0xFFFFFF;
-    return true;
+    return in.skip(8) && in.u8(atom.version) && in.number(atom.flags, 3) && Atom::describe(atom, in);
 }
 
-// Writes fields behind the 12-byte head of a full atom of known size.
-class FieldWriter {
-public:
-    FieldWriter(unsigned char* buffer, uint64_t size, uint32_t code, const FullAtomHead& head)
-        : m_p(buffer)
-    {
-        writeBE32(m_p, static_cast<uint32_t>(size));
-        writeCode(m_p + 4, code);
-        writeBE32(m_p + 8, uint32_t(head.version) << 24 | (head.flags & 0xFFFFFF));
-        m_p += 12;
-    }
-    void u32(uint32_t v) { writeBE32(m_p, v), m_p += 4; }
-    void u64(uint64_t v) { writeBE64(m_p, v), m_p += 8; }
-    void varying(uint64_t v, bool wide) { wide ? u64(v) : u32(static_cast<uint32_t>(v)); }
-    void number(uint32_t v, size_t bytes)
-    {
-        for (size_t i = bytes; i-- > 0; v >>= 8)
-            m_p[i] = static_cast<unsigned char>(v);
-        m_p += bytes;
-    }
-
-private:
-    unsigned char* m_p;
-};
-
-bool readNumber(FieldReader& in, size_t bytes, uint32_t& value)
+template <class Atom> bool writeDescribed(const Atom& atom, uint32_t code, FieldWriter& out)
 {
-    value = 0;
-    for (size_t i = 0; i < bytes; ++i) {
-        uint8_t byte = 0;
-        if (!in.u8(byte))
-            return false;
-        value = value << 8 | byte;
-    }
-    return true;
+    return out.u32(static_cast<uint32_t>(atom.getSize())) && out.code(code) && out.u8(atom.version) &&
+           out.number(atom.flags, 3) && Atom::describe(atom, out);
+}
+
+// An atom of fixed fields: read whole, or written whole into its size.
+template <class Atom> bool readFixed(Atom& atom, const unsigned char* data, size_t length)
+{
+    FieldReader in(data, length);
+    return readDescribed(atom, in);
+}
+
+template <class Atom> size_t writeFixed(const Atom& atom, uint32_t code, unsigned char* buffer, size_t capacity)
+{
+    if (capacity < atom.getSize())
+        return 0;
+    FieldWriter out(buffer, static_cast<size_t>(atom.getSize()));
+    return writeDescribed(atom, code, out) ? out.position() : 0;
 }
 
 } // namespace
 
-bool MovieExtendsHeader::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool MovieExtendsHeader::describe(Atom& atom, Fields& fields)
 {
-    FieldReader in(data, length);
-    return readHead(in, *this) && in.varying(fragmentDuration, version == 1);
+    return fields.varying(atom.fragmentDuration, atom.version == 1);
 }
+
+bool MovieExtendsHeader::fromData(const unsigned char* data, size_t length) { return readFixed(*this, data, length); }
 
 size_t MovieExtendsHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < getSize())
-        return 0;
-    FieldWriter(buffer, getSize(), fourCC("mehd"), *this).varying(fragmentDuration, version == 1);
-    return static_cast<size_t>(getSize());
+    return writeFixed(*this, fourCC("mehd"), buffer, capacity);
 }
 
-bool TrackExtends::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool TrackExtends::describe(Atom& atom, Fields& fields)
 {
-    FieldReader in(data, length);
-    return readHead(in, *this) && in.u32(track_id) && in.u32(default_sample_description_index) &&
-           in.u32(default_sample_duration) && in.u32(default_sample_size) && in.u32(default_sample_flags);
+    return fields.u32(atom.track_id) && fields.u32(atom.default_sample_description_index) &&
+           fields.u32(atom.default_sample_duration) && fields.u32(atom.default_sample_size) &&
+           fields.u32(atom.default_sample_flags);
 }
+
+bool TrackExtends::fromData(const unsigned char* data, size_t length) { return readFixed(*this, data, length); }
 
 size_t TrackExtends::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < getSize())
-        return 0;
-    FieldWriter out(buffer, getSize(), fourCC("trex"), *this);
-    for (uint32_t v : {track_id, default_sample_description_index, default_sample_duration, default_sample_size,
-                       default_sample_flags})
-        out.u32(v);
-    return static_cast<size_t>(getSize());
+    return writeFixed(*this, fourCC("trex"), buffer, capacity);
 }
 
-bool MovieFragmentHeader::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool MovieFragmentHeader::describe(Atom& atom, Fields& fields)
 {
-    FieldReader in(data, length);
-    return readHead(in, *this) && in.u32(sequence_number);
+    return fields.u32(atom.sequence_number);
 }
+
+bool MovieFragmentHeader::fromData(const unsigned char* data, size_t length) { return readFixed(*this, data, length); }
 
 size_t MovieFragmentHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < getSize())
-        return 0;
-    FieldWriter(buffer, getSize(), fourCC("mfhd"), *this).u32(sequence_number);
-    return static_cast<size_t>(getSize());
+    return writeFixed(*this, fourCC("mfhd"), buffer, capacity);
 }
 
-bool TrackFragmentHeader::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool TrackFragmentHeader::describe(Atom& atom, Fields& fields)
 {
-    FieldReader in(data, length);
-    return readHead(in, *this) && in.u32(track_id) && (!has(hasBaseDataOffset) || in.u64(base_data_offset)) &&
-           (!has(hasDescriptionIndex) || in.u32(sample_description_index)) &&
-           (!has(hasDuration) || in.u32(default_sample_duration)) && (!has(hasSize) || in.u32(default_sample_size)) &&
-           (!has(hasFlags) || in.u32(default_sample_flags));
+    return fields.u32(atom.track_id) && (!atom.has(hasBaseDataOffset) || fields.u64(atom.base_data_offset)) &&
+           (!atom.has(hasDescriptionIndex) || fields.u32(atom.sample_description_index)) &&
+           (!atom.has(hasDuration) || fields.u32(atom.default_sample_duration)) &&
+           (!atom.has(hasSize) || fields.u32(atom.default_sample_size)) &&
+           (!atom.has(hasFlags) || fields.u32(atom.default_sample_flags));
 }
+
+bool TrackFragmentHeader::fromData(const unsigned char* data, size_t length) { return readFixed(*this, data, length); }
 
 uint64_t TrackFragmentHeader::getSize() const
 {
@@ -122,21 +95,7 @@ uint64_t TrackFragmentHeader::getSize() const
 
 size_t TrackFragmentHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < getSize())
-        return 0;
-    FieldWriter out(buffer, getSize(), fourCC("tfhd"), *this);
-    out.u32(track_id);
-    if (has(hasBaseDataOffset))
-        out.u64(base_data_offset);
-    if (has(hasDescriptionIndex))
-        out.u32(sample_description_index);
-    if (has(hasDuration))
-        out.u32(default_sample_duration);
-    if (has(hasSize))
-        out.u32(default_sample_size);
-    if (has(hasFlags))
-        out.u32(default_sample_flags);
-    return static_cast<size_t>(getSize());
+    return writeFixed(*this, fourCC("tfhd"), buffer, capacity);
 }
 
 size_t TrackRunSampleList::entrySize() const
@@ -144,34 +103,34 @@ size_t TrackRunSampleList::entrySize() const
     return 4 * size_t(has(hasDuration) + has(hasSize) + has(hasFlags) + has(hasCompositionOffset));
 }
 
+// The fields ahead of the entries; the count is the list's own when written.
+template <class Atom, class Fields> bool TrackRunSampleList::describe(Atom& atom, Fields& fields)
+{
+    return (!atom.has(hasDataOffset) || fields.s32(atom.data_offset)) &&
+           (!atom.has(hasFirstSampleFlags) || fields.u32(atom.first_sample_flags));
+}
+
+template <class Sample, class Fields>
+bool TrackRunSampleList::describeEntry(const TrackRunSampleList& run, Sample& sample, Fields& fields)
+{
+    return (!run.has(hasDuration) || fields.u32(sample.sample_duration)) &&
+           (!run.has(hasSize) || fields.u32(sample.sample_size)) &&
+           (!run.has(hasFlags) || fields.u32(sample.sample_flags)) &&
+           (!run.has(hasCompositionOffset) || fields.offset32(sample.sample_composition_time_offsets, run.version == 1));
+}
+
 bool TrackRunSampleList::fromData(const unsigned char* data, size_t length)
 {
     FieldReader in(data, length);
-    uint32_t word = 0;
-    if (!readHead(in, *this) || !in.u32(sample_count) || (has(hasDataOffset) && !in.u32(word)) ||
-        (has(hasFirstSampleFlags) && !in.u32(first_sample_flags)))
+    if (!in.skip(8) || !in.u8(version) || !in.number(flags, 3) || !in.u32(sample_count) || !describe(*this, in))
         return false;
-    data_offset = static_cast<int32_t>(word);
     samples.clear();
-    size_t size = entrySize();
+    const size_t size = entrySize();
     if (size == 0)
         return true;
-    samples.reserve(std::min<size_t>(sample_count, in.remaining() / size));
-    for (uint32_t i = 0; i < sample_count && in.has(size); ++i) {
-        TrackRunSample s;
-        uint32_t offset = 0;
-        if (has(hasDuration))
-            in.u32(s.sample_duration);
-        if (has(hasSize))
-            in.u32(s.sample_size);
-        if (has(hasFlags))
-            in.u32(s.sample_flags);
-        if (has(hasCompositionOffset)) {
-            in.u32(offset);
-            s.sample_composition_time_offsets = version == 1 ? int64_t(int32_t(offset)) : int64_t(offset);
-        }
-        samples.push_back(s);
-    }
+    samples.resize(std::min<size_t>(sample_count, in.remaining() / size));
+    for (TrackRunSample& sample : samples)
+        describeEntry(*this, sample, in);
     return true;
 }
 
@@ -184,42 +143,38 @@ size_t TrackRunSampleList::toData(unsigned char* buffer, size_t capacity) const
 {
     if (capacity < getSize())
         return 0;
-    FieldWriter out(buffer, getSize(), fourCC("trun"), *this);
-    out.u32(entrySize() ? static_cast<uint32_t>(samples.size()) : sample_count);
-    if (has(hasDataOffset))
-        out.u32(static_cast<uint32_t>(data_offset));
-    if (has(hasFirstSampleFlags))
-        out.u32(first_sample_flags);
-    for (const TrackRunSample& s : samples) {
-        if (has(hasDuration))
-            out.u32(s.sample_duration);
-        if (has(hasSize))
-            out.u32(s.sample_size);
-        if (has(hasFlags))
-            out.u32(s.sample_flags);
-        if (has(hasCompositionOffset))
-            out.u32(static_cast<uint32_t>(s.sample_composition_time_offsets));
-    }
-    return static_cast<size_t>(getSize());
+    FieldWriter out(buffer, static_cast<size_t>(getSize()));
+    bool whole = out.u32(static_cast<uint32_t>(getSize())) && out.code(fourCC("trun")) && out.u8(version) &&
+                 out.number(flags, 3) && out.u32(sampleCount()) && describe(*this, out);
+    for (const TrackRunSample& sample : samples)
+        whole = whole && describeEntry(*this, sample, out);
+    return whole ? out.position() : 0;
+}
+
+// The fields ahead of the entries; the count is the list's own when written.
+template <class Atom, class Fields> bool TrackFragmentRandomAccess::describe(Atom& atom, Fields& fields)
+{
+    return fields.u32(atom.track_id) && fields.u32(atom.lengthCodes);
+}
+
+template <class Entry, class Fields>
+bool TrackFragmentRandomAccess::describeEntry(const TrackFragmentRandomAccess& table, Entry& entry, Fields& fields)
+{
+    return fields.varying(entry.Time, table.version == 1) && fields.varying(entry.MoofOffset, table.version == 1) &&
+           fields.number(entry.traf_number, table.trafNumLength()) &&
+           fields.number(entry.trun_number, table.trunNumLength()) &&
+           fields.number(entry.sample_number, table.sampleNumLength());
 }
 
 bool TrackFragmentRandomAccess::fromData(const unsigned char* data, size_t length)
 {
     FieldReader in(data, length);
     uint32_t count = 0;
-    if (!readHead(in, *this) || !in.u32(track_id) || !in.u32(lengthCodes) || !in.u32(count))
+    if (!readDescribed(*this, in) || !in.u32(count))
         return false;
-    entries.clear();
-    entries.reserve(std::min<size_t>(count, in.remaining() / entrySize()));
-    for (uint32_t i = 0; i < count && in.has(entrySize()); ++i) {
-        TrackFragmentRandomAccessEntry e;
-        in.varying(e.Time, version == 1);
-        in.varying(e.MoofOffset, version == 1);
-        readNumber(in, trafNumLength(), e.traf_number);
-        readNumber(in, trunNumLength(), e.trun_number);
-        readNumber(in, sampleNumLength(), e.sample_number);
-        entries.push_back(e);
-    }
+    entries.assign(std::min<size_t>(count, in.remaining() / entrySize()), TrackFragmentRandomAccessEntry{});
+    for (TrackFragmentRandomAccessEntry& entry : entries)
+        describeEntry(*this, entry, in);
     return true;
 }
 
@@ -227,32 +182,26 @@ size_t TrackFragmentRandomAccess::toData(unsigned char* buffer, size_t capacity)
 {
     if (capacity < getSize())
         return 0;
-    FieldWriter out(buffer, getSize(), fourCC("tfra"), *this);
-    out.u32(track_id);
-    out.u32(lengthCodes);
-    out.u32(static_cast<uint32_t>(entries.size()));
-    for (const auto& e : entries) {
-        out.varying(e.Time, version == 1);
-        out.varying(e.MoofOffset, version == 1);
-        out.number(e.traf_number, trafNumLength());
-        out.number(e.trun_number, trunNumLength());
-        out.number(e.sample_number, sampleNumLength());
-    }
-    return static_cast<size_t>(getSize());
+    FieldWriter out(buffer, static_cast<size_t>(getSize()));
+    bool whole = writeDescribed(*this, fourCC("tfra"), out) && out.u32(static_cast<uint32_t>(entries.size()));
+    for (const TrackFragmentRandomAccessEntry& entry : entries)
+        whole = whole && describeEntry(*this, entry, out);
+    return whole ? out.position() : 0;
+}
+
+template <class Atom, class Fields> bool MovieFragmentRandomAccessOffset::describe(Atom& atom, Fields& fields)
+{
+    return fields.u32(atom.mfraLength);
 }
 
 bool MovieFragmentRandomAccessOffset::fromData(const unsigned char* data, size_t length)
 {
-    FieldReader in(data, length);
-    return readHead(in, *this) && in.u32(mfraLength);
+    return readFixed(*this, data, length);
 }
 
 size_t MovieFragmentRandomAccessOffset::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < getSize())
-        return 0;
-    FieldWriter(buffer, getSize(), fourCC("mfro"), *this).u32(mfraLength);
-    return static_cast<size_t>(getSize());
+    return writeFixed(*this, fourCC("mfro"), buffer, capacity);
 }
 
 } // namespace Corvidane::QuickTime

@@ -6,7 +6,8 @@
 // The atoms of fragmented movies: mvex's mehd and trex, moof's mfhd, tfhd and
 // trun, mfra's tfra and mfro. Each reads its layout from the atom's header on
 // (`fromData` answers false when the bytes can't hold the fixed fields) and
-// writes it back (`toData`, `getSize`).
+// writes it back (`toData`, `getSize`), both through one description of its
+// fields (`describe`, over a FieldReader or a FieldWriter).
 namespace Corvidane::QuickTime {
 
 // The 32-bit sample flags of trex, tfhd and trun.
@@ -27,6 +28,7 @@ struct FullAtomHead {
 
 struct MovieExtendsHeader : FullAtomHead {
     uint64_t fragmentDuration = 0;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const { return version == 1 ? 20 : 16; }
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -38,6 +40,7 @@ struct TrackExtends : FullAtomHead {
     uint32_t default_sample_duration = 0;
     uint32_t default_sample_size = 0;
     uint32_t default_sample_flags = 0;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const { return 32; }
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -45,6 +48,7 @@ struct TrackExtends : FullAtomHead {
 
 struct MovieFragmentHeader : FullAtomHead {
     uint32_t sequence_number = 0;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const { return 16; }
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -67,6 +71,7 @@ struct TrackFragmentHeader : FullAtomHead {
     uint32_t default_sample_size = 0;
     uint32_t default_sample_flags = 0;
     bool has(uint32_t flag) const { return (flags & flag) != 0; }
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const;
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -98,6 +103,9 @@ struct TrackRunSampleList : FullAtomHead {
     // Samples the run describes: the count, or the entries read when they carry fields.
     uint32_t sampleCount() const { return entrySize() ? static_cast<uint32_t>(samples.size()) : sample_count; }
     size_t entrySize() const;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
+    template <class Sample, class Fields>
+    static bool describeEntry(const TrackRunSampleList& run, Sample& sample, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const;
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -120,6 +128,9 @@ struct TrackFragmentRandomAccess : FullAtomHead {
     size_t trunNumLength() const { return ((lengthCodes >> 2) & 3) + 1; }
     size_t sampleNumLength() const { return (lengthCodes & 3) + 1; }
     size_t entrySize() const { return (version == 1 ? 16 : 8) + trafNumLength() + trunNumLength() + sampleNumLength(); }
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
+    template <class Entry, class Fields>
+    static bool describeEntry(const TrackFragmentRandomAccess& table, Entry& entry, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const { return 24 + entries.size() * entrySize(); }
     size_t toData(unsigned char* buffer, size_t capacity) const;
@@ -127,6 +138,7 @@ struct TrackFragmentRandomAccess : FullAtomHead {
 
 struct MovieFragmentRandomAccessOffset : FullAtomHead {
     uint32_t mfraLength = 0;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     bool fromData(const unsigned char* data, size_t length);
     uint64_t getSize() const { return 16; }
     size_t toData(unsigned char* buffer, size_t capacity) const;

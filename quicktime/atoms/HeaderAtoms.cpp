@@ -3,26 +3,9 @@
 #include <algorithm>
 
 #include "frame/FourCC.h"
-#include "quicktime/atoms/Wire.h"
+#include "quicktime/atoms/Described.h"
 
 namespace Corvidane::QuickTime {
-
-bool QTHeaderBase2::readTimes(FieldReader& in)
-{
-    return in.varying(CreationTime, isVersion1()) && in.varying(ModifyTime, isVersion1());
-}
-
-size_t QTHeaderBase2::writeTimes(unsigned char* p) const
-{
-    if (isVersion1()) {
-        writeBE64(p, CreationTime);
-        writeBE64(p + 8, ModifyTime);
-        return 16;
-    }
-    writeBE32(p, static_cast<uint32_t>(CreationTime));
-    writeBE32(p + 4, static_cast<uint32_t>(ModifyTime));
-    return 8;
-}
 
 void MovieHeader::initVariables()
 {
@@ -37,49 +20,28 @@ void MovieHeader::initVariables()
     size = static_cast<uint32_t>(getSize());
 }
 
+template <class Atom, class Fields> bool MovieHeader::describe(Atom& atom, Fields& fields)
+{
+    if (!describeHead(atom, fields) || !fields.u32(atom.TimeScale) || !fields.u32(atom.Duration) ||
+        !fields.fixed16(atom.Rate) || !fields.fixed8(atom.Volume) ||
+        !fields.bytes(atom.Reserved.data(), atom.Reserved.size()))
+        return false;
+    for (auto& word : atom.Matrix)
+        if (!fields.u32(word))
+            return false;
+    return fields.u32(atom.PreviewTime) && fields.u32(atom.PreviewDuration) && fields.u32(atom.PosterTime) &&
+           fields.u32(atom.SelectionTime) && fields.u32(atom.SelectionDuration) && fields.u32(atom.CurrentTime) &&
+           fields.u32(atom.NextTrackID);
+}
+
 size_t MovieHeader::fromData(const unsigned char* data, size_t length)
 {
-    if (QTHeaderBase1::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 12);
-    uint32_t rate = 0;
-    uint16_t volume = 0;
-    if (!readTimes(in) || !in.u32(TimeScale) || !in.u32(Duration) || !in.u32(rate))
-        return 0;
-    Rate = fixed16ToFloat(rate);
-    if (!in.u16(volume))
-        return 0;
-    Volume = fixed8ToFloat(volume);
-    if (!in.bytes(Reserved.data(), Reserved.size()))
-        return 0;
-    for (uint32_t& word : Matrix)
-        if (!in.u32(word))
-            return 0;
-    for (uint32_t* field : {&PreviewTime, &PreviewDuration, &PosterTime, &SelectionTime, &SelectionDuration,
-                            &CurrentTime, &NextTrackID})
-        if (!in.u32(*field))
-            return 0;
-    return size;
+    return readDescribed(*this, data, length) ? size : 0;
 }
 
 size_t MovieHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    unsigned char* p = buffer + QTHeaderBase1::toData(buffer, capacity);
-    p += writeTimes(p);
-    writeBE32(p, TimeScale);
-    writeBE32(p + 4, Duration);
-    writeBE32(p + 8, floatToFixed16(Rate));
-    writeBE16(p + 12, floatToFixed8(Volume));
-    std::copy(Reserved.begin(), Reserved.end(), p + 14);
-    p += 24;
-    for (uint32_t word : Matrix)
-        writeBE32(p, word), p += 4;
-    for (uint32_t field : {PreviewTime, PreviewDuration, PosterTime, SelectionTime, SelectionDuration, CurrentTime,
-                           NextTrackID})
-        writeBE32(p, field), p += 4;
-    return static_cast<size_t>(p - buffer);
+    return writeDescribed(*this, buffer, capacity);
 }
 
 void TrackHeader::initVariables()
@@ -96,46 +58,27 @@ void TrackHeader::initVariables()
     size = static_cast<uint32_t>(getSize());
 }
 
+template <class Atom, class Fields> bool TrackHeader::describe(Atom& atom, Fields& fields)
+{
+    if (!describeHead(atom, fields) || !fields.u32(atom.TrackID) || !fields.u32(atom.Reserved1) ||
+        !fields.u32(atom.Duration) || !fields.u64(atom.Reserved2) || !fields.u16(atom.Layer) ||
+        !fields.u16(atom.AlternateGroup) || !fields.fixed8(atom.Volume) || !fields.u16(atom.Reserved3))
+        return false;
+    for (auto& word : atom.Matrix)
+        if (!fields.u32(word))
+            return false;
+    return fields.u16(atom.WidthWhole) && fields.u16(atom.WidthFraction) && fields.u16(atom.HeightWhole) &&
+           fields.u16(atom.HeightFraction);
+}
+
 size_t TrackHeader::fromData(const unsigned char* data, size_t length)
 {
-    if (QTHeaderBase1::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 12);
-    uint16_t volume = 0;
-    if (!readTimes(in) || !in.u32(TrackID) || !in.u32(Reserved1) || !in.u32(Duration) || !in.u64(Reserved2) ||
-        !in.u16(Layer) || !in.u16(AlternateGroup) || !in.u16(volume))
-        return 0;
-    Volume = fixed8ToFloat(volume);
-    if (!in.u16(Reserved3))
-        return 0;
-    for (uint32_t& word : Matrix)
-        if (!in.u32(word))
-            return 0;
-    if (!in.u16(WidthWhole) || !in.u16(WidthFraction) || !in.u16(HeightWhole) || !in.u16(HeightFraction))
-        return 0;
-    return size;
+    return readDescribed(*this, data, length) ? size : 0;
 }
 
 size_t TrackHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    unsigned char* p = buffer + QTHeaderBase1::toData(buffer, capacity);
-    p += writeTimes(p);
-    writeBE32(p, TrackID);
-    writeBE32(p + 4, Reserved1);
-    writeBE32(p + 8, Duration);
-    writeBE64(p + 12, Reserved2);
-    writeBE16(p + 20, Layer);
-    writeBE16(p + 22, AlternateGroup);
-    writeBE16(p + 24, floatToFixed8(Volume));
-    writeBE16(p + 26, Reserved3);
-    p += 28;
-    for (uint32_t word : Matrix)
-        writeBE32(p, word), p += 4;
-    for (uint16_t half : {WidthWhole, WidthFraction, HeightWhole, HeightFraction})
-        writeBE16(p, half), p += 2;
-    return static_cast<size_t>(p - buffer);
+    return writeDescribed(*this, buffer, capacity);
 }
 
 void MediaHeader::initVariables()
@@ -149,35 +92,18 @@ void MediaHeader::initVariables()
     size = static_cast<uint32_t>(getSize());
 }
 
-size_t MediaHeader::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool MediaHeader::describe(Atom& atom, Fields& fields)
 {
-    if (QTHeaderBase1::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 12);
-    if (!readTimes(in) || !in.u32(TimeScale))
-        return 0;
-    if (!(isVersion1() ? in.u64(Duration64) : in.u32(Duration)))
-        return 0;
-    if (!in.u16(Language) || !in.u16(Quality))
-        return 0;
-    return in.position();
+    return describeHead(atom, fields) && fields.u32(atom.TimeScale) &&
+           (atom.isVersion1() ? fields.u64(atom.Duration64) : fields.u32(atom.Duration)) &&
+           fields.u16(atom.Language) && fields.u16(atom.Quality);
 }
+
+size_t MediaHeader::fromData(const unsigned char* data, size_t length) { return readDescribed(*this, data, length); }
 
 size_t MediaHeader::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    unsigned char* p = buffer + QTHeaderBase1::toData(buffer, capacity);
-    p += writeTimes(p);
-    writeBE32(p, TimeScale);
-    p += 4;
-    if (isVersion1())
-        writeBE64(p, Duration64), p += 8;
-    else
-        writeBE32(p, Duration), p += 4;
-    writeBE16(p, Language);
-    writeBE16(p + 2, Quality);
-    return static_cast<size_t>(p + 4 - buffer);
+    return writeDescribed(*this, buffer, capacity);
 }
 
 HandlerRef::HandlerRef() : QTHeaderBase1(0, fourCC("hdlr"))
@@ -187,21 +113,23 @@ HandlerRef::HandlerRef() : QTHeaderBase1(0, fourCC("hdlr"))
     size = static_cast<uint32_t>(getSize());
 }
 
+template <class Atom, class Fields> bool HandlerRef::describe(Atom& atom, Fields& fields)
+{
+    return QTHeaderBase1::describe(atom, fields) && fields.code(atom.ComponentType) &&
+           fields.code(atom.ComponentSubtype) &&
+           fields.code(atom.ComponentManufacturer) && fields.u32(atom.ComponentFlags) &&
+           fields.u32(atom.ComponentFlagsMask);
+}
+
 size_t HandlerRef::readFields(const unsigned char* data, size_t length)
 {
-    if (QTHeaderBase1::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 12);
-    if (!in.code(ComponentType) || !in.code(ComponentSubtype))
-        return 0;
+    const size_t end = readDescribed(*this, data, length);
     // Some writers leave the type empty.
     bool knownType = ComponentType == fourCC("mhlr") || ComponentType == fourCC("dhlr");
     if (!knownType && (ComponentSubtype == fourCC("soun") || ComponentSubtype == fourCC("tmcd") ||
                        ComponentSubtype == fourCC("vide")))
         ComponentType = fourCC("mhlr");
-    if (!in.code(ComponentManufacturer) || !in.u32(ComponentFlags) || !in.u32(ComponentFlagsMask))
-        return 0;
-    return in.position();
+    return end;
 }
 
 size_t HandlerRef::readPascalName(const unsigned char* data, size_t length)
@@ -223,17 +151,12 @@ size_t HandlerRef::fromData(const unsigned char* data, size_t length)
 
 size_t HandlerRef::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < 32 || getSize() > capacity)
+    const size_t end = writeDescribed(*this, buffer, capacity);
+    if (end == 0)
         return 0;
-    QTHeaderBase1::toData(buffer, capacity);
-    writeCode(buffer + 12, ComponentType);
-    writeCode(buffer + 16, ComponentSubtype);
-    writeCode(buffer + 20, ComponentManufacturer);
-    writeBE32(buffer + 24, ComponentFlags);
-    writeBE32(buffer + 28, ComponentFlagsMask);
-    buffer[32] = static_cast<unsigned char>(ComponentName.size());
-    std::copy(ComponentName.begin(), ComponentName.end(), buffer + 33);
-    return 33 + ComponentName.size();
+    buffer[end] = static_cast<unsigned char>(ComponentName.size());
+    std::copy(ComponentName.begin(), ComponentName.end(), buffer + end + 1);
+    return end + 1 + ComponentName.size();
 }
 
 size_t HandlerRef_MP4::fromData(const unsigned char* data, size_t length)
@@ -256,39 +179,26 @@ size_t HandlerRef_MP4::fromData(const unsigned char* data, size_t length)
 
 size_t HandlerRef_MP4::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
+    const size_t end = writeDescribed(*this, buffer, capacity);
+    if (end == 0)
         return 0;
-    QTHeaderBase1::toData(buffer, capacity);
-    writeCode(buffer + 12, ComponentType);
-    writeCode(buffer + 16, ComponentSubtype);
-    writeCode(buffer + 20, ComponentManufacturer);
-    writeBE32(buffer + 24, ComponentFlags);
-    writeBE32(buffer + 28, ComponentFlagsMask);
-    buffer[32] = buffer[33] = 0;
-    return 34;
+    buffer[end] = buffer[end + 1] = 0;
+    return end + 2;
+}
+
+template <class Atom, class Fields> bool TrackApertureDimensions::describe(Atom& atom, Fields& fields)
+{
+    return QTHeaderBase1::describe(atom, fields) && fields.fixed16(atom.width) && fields.fixed16(atom.height);
 }
 
 size_t TrackApertureDimensions::fromData(const unsigned char* data, size_t length)
 {
-    if (QTHeaderBase1::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 12);
-    uint32_t w = 0, h = 0;
-    if (!in.u32(w) || !in.u32(h))
-        return 0;
-    width = fixed16ToFloat(w);
-    height = fixed16ToFloat(h);
-    return 20;
+    return readDescribed(*this, data, length) ? 20 : 0;
 }
 
 size_t TrackApertureDimensions::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    QTHeaderBase1::toData(buffer, capacity);
-    writeBE32(buffer + 12, floatToFixed16(width));
-    writeBE32(buffer + 16, floatToFixed16(height));
-    return 20;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 InfAtom::InfAtom(uint16_t language, std::string text)

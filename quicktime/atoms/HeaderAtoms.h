@@ -18,9 +18,12 @@ public:
     uint64_t ModifyTime = 0;
 
 protected:
-    bool readTimes(FieldReader& in);
-    size_t writeTimes(unsigned char* p) const;
-    size_t timesSize() const { return isVersion1() ? 16 : 8; }
+    // The head, then the creation and modification times.
+    template <class Atom, class Fields> static bool describeHead(Atom& atom, Fields& fields)
+    {
+        return QTHeaderBase1::describe(atom, fields) && fields.varying(atom.CreationTime, atom.isVersion1()) &&
+               fields.varying(atom.ModifyTime, atom.isVersion1());
+    }
 };
 
 // mvhd. Version 1 widens the times only; a version 1 atom of another writer,
@@ -29,6 +32,7 @@ class MovieHeader : public QTHeaderBase2 {
 public:
     MovieHeader() { initVariables(); }
     void initVariables();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return isVersion1() ? 116 : 108; }
@@ -48,6 +52,7 @@ class TrackHeader : public QTHeaderBase2 {
 public:
     TrackHeader() { initVariables(); }
     void initVariables();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return isVersion1() ? 100 : 92; }
@@ -69,6 +74,7 @@ class MediaHeader : public QTHeaderBase2 {
 public:
     MediaHeader() { initVariables(); }
     void initVariables();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return isVersion1() ? 44 : 32; }
@@ -84,6 +90,7 @@ public:
 class HandlerRef : public QTHeaderBase1 {
 public:
     HandlerRef();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 33 + ComponentName.size(); }
@@ -114,6 +121,7 @@ public:
 class TrackApertureDimensions : public QTHeaderBase1 {
 public:
     explicit TrackApertureDimensions(uint32_t code = 0) : QTHeaderBase1(20, code) {}
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 20; }

@@ -4,7 +4,7 @@
 
 #include "frame/FourCC.h"
 #include "frame/Text.h"
-#include "quicktime/atoms/Wire.h"
+#include "quicktime/atoms/Described.h"
 
 namespace Corvidane::QuickTime {
 
@@ -25,21 +25,10 @@ int QTAtom::assign(const QTAtom& other)
 
 size_t QTAtom::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity)
-        return 0;
-    writeBE32(buffer, size);
-    writeCode(buffer + 4, type);
-    return 8;
+    return writeDescribed(static_cast<const QTAtom&>(*this), buffer, capacity);
 }
 
-size_t QTAtom::fromData(const unsigned char* data, size_t length)
-{
-    if (length < 8)
-        return 0;
-    size = readBE32(data);
-    type = readCode(data + 4);
-    return 8;
-}
+size_t QTAtom::fromData(const unsigned char* data, size_t length) { return readDescribed(*this, data, length); }
 
 void QTAtom::dump(std::wstring& text) const
 {
@@ -65,11 +54,7 @@ size_t QTHeaderBase1::fromData(const unsigned char* data, size_t length)
 
 size_t QTHeaderBase1::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity || capacity < 12)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    std::memcpy(buffer + 8, &versionAndFlags, 4);
-    return 12;
+    return writeDescribed(static_cast<const QTHeaderBase1&>(*this), buffer, capacity);
 }
 
 uint32_t QTHeaderBase1::flags() const

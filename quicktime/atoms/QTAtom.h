@@ -9,7 +9,9 @@ namespace Corvidane::QuickTime {
 // One atom of a file as a record. fromData parses a buffer that starts at the
 // atom's header and returns the bytes consumed (0 when it can't); toData writes
 // the record and returns the bytes written (0 when the capacity is short);
-// getSize says how many bytes toData writes.
+// getSize says how many bytes toData writes. An atom of fixed fields describes
+// them once, from its header on, in `describe(atom, fields)` over a
+// FieldReader or a FieldWriter, and reads and writes through it.
 class QTAtom {
 public:
     QTAtom() = default;
@@ -23,6 +25,10 @@ public:
     virtual uint64_t getSize() const { return 8; }
     virtual size_t fromData(const unsigned char* data, size_t length);
     virtual void dump(std::wstring& text) const;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields)
+    {
+        return fields.u32(atom.size) && fields.code(atom.type);
+    }
 
     uint32_t size = 0;
     uint32_t type = 0;
@@ -44,6 +50,11 @@ public:
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 12; }
     void dump(std::wstring& text) const override;
+    // The header and the word of version and flags, kept as it lies.
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields)
+    {
+        return QTAtom::describe(atom, fields) && fields.bytes(&atom.versionAndFlags, 4);
+    }
     bool isVersion1() const { return (versionAndFlags & 1) != 0; }
     // Bytes 1 to 3 of the file's field, the flags, as a number.
     uint32_t flags() const;

@@ -59,17 +59,20 @@ protected:
     std::vector<std::unique_ptr<T>> m_items;
 };
 
-// A list parsed by its record type: T::wireSize bytes an entry, T::read to parse.
+// A list parsed by its record type: T::wireSize bytes an entry, read through
+// T::describe.
 template <typename T>
 class QTRecordList : public QTList<T> {
 public:
     using QTList<T>::QTList;
     size_t AddItem(T** item, const unsigned char* data, size_t length) override
     {
-        if (length < T::wireSize)
+        T entry;
+        FieldReader in(data, length);
+        if (!T::describe(entry, in))
             return 0;
-        *item = new T(T::read(data));
-        return T::wireSize;
+        *item = new T(entry);
+        return in.position();
     }
 
 protected:

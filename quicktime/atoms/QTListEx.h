@@ -133,8 +133,8 @@ private:
         if constexpr (std::is_base_of_v<QTAtom, T>) {
             return item.toData(p, capacity);
         } else {
-            item.write(p);
-            return T::wireSize;
+            FieldWriter out(p, capacity);
+            return T::describe(item, out) ? out.position() : 0;
         }
     }
 

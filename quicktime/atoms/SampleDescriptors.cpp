@@ -5,27 +5,24 @@
 #include <cstring>
 
 #include "frame/FourCC.h"
+#include "quicktime/atoms/Described.h"
 
 namespace Corvidane::QuickTime {
 
+template <class Atom, class Fields> bool SampleDescriptor::describe(Atom& atom, Fields& fields)
+{
+    return QTAtom::describe(atom, fields) && fields.bytes(atom.reserved, sizeof atom.reserved) &&
+           fields.u16(atom.dataReferenceIndex);
+}
+
 size_t SampleDescriptor::fromData(const unsigned char* data, size_t length)
 {
-    if (length < 16)
-        return 0;
-    QTAtom::fromData(data, length);
-    std::memcpy(reserved, data + 8, 6);
-    dataReferenceIndex = readBE16(data + 14);
-    return 16;
+    return readDescribed(*this, data, length);
 }
 
 size_t SampleDescriptor::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < 16)
-        return 0;
-    QTAtom::toData(buffer, capacity);
-    std::memcpy(buffer + 8, reserved, 6);
-    writeBE16(buffer + 14, dataReferenceIndex);
-    return 16;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 bool AvDescriptor::findExtension(uint32_t code) const { return extension(code) != nullptr; }
@@ -38,24 +35,17 @@ const QTAtom* AvDescriptor::extension(uint32_t code) const
     return nullptr;
 }
 
-size_t AvDescriptor::fromData(const unsigned char* data, size_t length)
+template <class Atom, class Fields> bool AvDescriptor::describe(Atom& atom, Fields& fields)
 {
-    if (SampleDescriptor::fromData(data, length) == 0 || length < 24)
-        return 0;
-    Version = readBE16(data + 16);
-    Revision = readBE16(data + 18);
-    Vendor = readBE32(data + 20);
-    return 24;
+    return SampleDescriptor::describe(atom, fields) && fields.u16(atom.Version) && fields.u16(atom.Revision) &&
+           fields.u32(atom.Vendor);
 }
+
+size_t AvDescriptor::fromData(const unsigned char* data, size_t length) { return readDescribed(*this, data, length); }
 
 size_t AvDescriptor::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < 24 || SampleDescriptor::toData(buffer, capacity) == 0)
-        return 0;
-    writeBE16(buffer + 16, Version);
-    writeBE16(buffer + 18, Revision);
-    writeBE32(buffer + 20, Vendor);
-    return 24;
+    return writeDescribed(*this, buffer, capacity);
 }
 
 uint64_t AvDescriptor::extensionsSize() const
@@ -98,23 +88,21 @@ void VideoDescriptor::initVariables()
     ColourTableId = 0xFFFF;
 }
 
+// The writer may give the resolution fields' bits instead of the two numbers.
+template <class Atom, class Fields> bool VideoDescriptor::describe(Atom& atom, Fields& fields)
+{
+    const bool resolutionAsBits = Fields::writing && atom.resolutionBits != 0;
+    return AvDescriptor::describe(atom, fields) && fields.u32(atom.TemporalQuality) &&
+           fields.u32(atom.SpatialQuality) && fields.u16(atom.Width) && fields.u16(atom.Height) &&
+           (resolutionAsBits ? fields.u32(atom.resolutionBits) && fields.u32(atom.resolutionBits)
+                             : fields.fixed16(atom.HRes) && fields.fixed16(atom.VRes)) &&
+           fields.u32(atom.DataSize) && fields.u16(atom.FrameCount) && fields.pascalName(atom.CompressorName2, 32) &&
+           fields.u16(atom.Depth) && fields.u16(atom.ColourTableId);
+}
+
 size_t VideoDescriptor::fromData(const unsigned char* data, size_t length)
 {
-    if (AvDescriptor::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 24);
-    uint32_t hres = 0, vres = 0;
-    if (!in.u32(TemporalQuality) || !in.u32(SpatialQuality) || !in.u16(Width) || !in.u16(Height) || !in.u32(hres) ||
-        !in.u32(vres))
-        return 0;
-    HRes = fixed16ToFloat(hres);
-    VRes = fixed16ToFloat(vres);
-    if (!in.u32(DataSize) || !in.u16(FrameCount) || !in.has(36))
-        return 0;
-    bool pascal = false;
-    CompressorName2 = readNameString(data + 50, length - 50, 32, pascal);
-    in.skip(32);
-    if (!in.u16(Depth) || !in.u16(ColourTableId))
+    if (readDescribed(*this, data, length) == 0)
         return 0;
     size_t end = std::min<size_t>(size, length);
     size_t position = readChildAtoms(data, 86, end, extensions, [](uint32_t code) -> std::unique_ptr<QTAtom> {
@@ -139,54 +127,38 @@ size_t VideoDescriptor::fromData(const unsigned char* data, size_t length)
 
 size_t VideoDescriptor::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity || AvDescriptor::toData(buffer, capacity) == 0)
-        return 0;
-    unsigned char* p = buffer + 24;
-    writeBE32(p, TemporalQuality);
-    writeBE32(p + 4, SpatialQuality);
-    writeBE16(p + 8, Width);
-    writeBE16(p + 10, Height);
-    writeBE32(p + 12, resolutionBits ? resolutionBits : floatToFixed16(HRes));
-    writeBE32(p + 16, resolutionBits ? resolutionBits : floatToFixed16(VRes));
-    writeBE32(p + 20, DataSize);
-    writeBE16(p + 24, FrameCount);
-    std::memset(p + 26, 0, 32);
-    size_t nameLength = std::min<size_t>(CompressorName2.size(), 31);
-    p[26] = static_cast<unsigned char>(nameLength);
-    std::memcpy(p + 27, CompressorName2.data(), nameLength);
-    writeBE16(p + 58, Depth);
-    writeBE16(p + 60, ColourTableId);
-    return 86 + writeExtensions(buffer + 86, capacity - 86);
+    const size_t position = writeDescribed(*this, buffer, capacity);
+    return position == 0 ? 0 : position + writeExtensions(buffer + position, capacity - position);
+}
+
+template <class Atom, class Fields> bool SoundDescriptor::describe(Atom& atom, Fields& fields)
+{
+    return AvDescriptor::describe(atom, fields) && fields.u16(atom.Channels) && fields.u16(atom.SampleSize) &&
+           fields.u16(atom.CompressionId) && fields.u16(atom.PacketSize) && fields.fixed16(atom.SampleRate);
 }
 
 size_t SoundDescriptor::fromData_fieldsOnly(const unsigned char* data, size_t length)
 {
-    if (AvDescriptor::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 24);
-    uint32_t rate = 0;
-    if (!in.u16(Channels) || !in.u16(SampleSize) || !in.u16(CompressionId) || !in.u16(PacketSize) || !in.u32(rate))
-        return 0;
-    SampleRate = fixed16ToFloat(rate);
+    const size_t position = readDescribed(static_cast<SoundDescriptor&>(*this), data, length);
+    if (position != 0)
+        settleFields();
+    return position;
+}
+
+void SoundDescriptor::settleFields()
+{
     // Some writers leave 16 in the field of these formats.
     if (type == fourCC("in32"))
         SampleSize = 32;
     else if (type == fourCC("in24"))
         SampleSize = 24;
     endianType = CompressionId == 0xFFFE ? 1 : 2;
-    return 36;
 }
 
 size_t SoundDescriptor::toData_fieldsOnly(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < 36 || AvDescriptor::toData(buffer, capacity) == 0)
-        return 0;
-    writeBE16(buffer + 24, Channels);
-    writeBE16(buffer + 26, SampleSize);
-    writeBE16(buffer + 28, CompressionId);
-    writeBE16(buffer + 30, PacketSize);
-    writeBE32(buffer + 32, floatToFixed16(SampleRate));
-    return 36;
+    FieldWriter out(buffer, capacity);
+    return describe(*this, out) ? out.position() : 0;
 }
 
 size_t SoundDescriptor::toData(unsigned char* buffer, size_t capacity) const
@@ -235,15 +207,16 @@ void SoundDescriptor::addExtensions()
     size = static_cast<uint32_t>(getSize());
 }
 
+template <class Atom, class Fields> bool SoundDescriptorV1::describe(Atom& atom, Fields& fields)
+{
+    return SoundDescriptor::describe(atom, fields) && fields.u32(atom.SamplesPerPacket) &&
+           fields.u32(atom.BytesPerPacket) && fields.u32(atom.BytesPerFrame) && fields.u32(atom.bytesPerSample);
+}
+
 size_t SoundDescriptorV1::toData_fieldsOnly(unsigned char* buffer, size_t capacity) const
 {
-    if (capacity < 52 || SoundDescriptor::toData_fieldsOnly(buffer, capacity) == 0)
-        return 0;
-    writeBE32(buffer + 36, SamplesPerPacket);
-    writeBE32(buffer + 40, BytesPerPacket);
-    writeBE32(buffer + 44, BytesPerFrame);
-    writeBE32(buffer + 48, bytesPerSample);
-    return 52;
+    FieldWriter out(buffer, capacity);
+    return describe(*this, out) ? out.position() : 0;
 }
 
 void SoundDescriptorV1::addExtensions()
@@ -278,11 +251,9 @@ size_t SoundDescriptor::fromData(const unsigned char* data, size_t length)
 
 size_t SoundDescriptorV1::fromData(const unsigned char* data, size_t length)
 {
-    if (fromData_fieldsOnly(data, length) == 0)
+    if (readDescribed(*this, data, length) == 0)
         return 0;
-    FieldReader in(data, length, 36);
-    if (!in.u32(SamplesPerPacket) || !in.u32(BytesPerPacket) || !in.u32(BytesPerFrame) || !in.u32(bytesPerSample))
-        return 0;
+    settleFields();
     size_t end = std::min<size_t>(size, length);
     size_t position = 52;
     while (position < end && end - position >= 8) {
@@ -321,13 +292,16 @@ size_t SoundDescriptorV2::fromData(const unsigned char* data, size_t length)
     return 72;
 }
 
+template <class Atom, class Fields> bool TimecodeDescriptor::describe(Atom& atom, Fields& fields)
+{
+    return SampleDescriptor::describe(atom, fields) && fields.u32(atom.ReservedA) && fields.u32(atom.Flags) &&
+           fields.u32(atom.Timescale) && fields.u32(atom.FrameDuration) && fields.u8(atom.NumberOfFrames) &&
+           fields.u8(atom.ReservedB);
+}
+
 size_t TimecodeDescriptor::fromData(const unsigned char* data, size_t length)
 {
-    if (SampleDescriptor::fromData(data, length) == 0)
-        return 0;
-    FieldReader in(data, length, 16);
-    if (!in.u32(ReservedA) || !in.u32(Flags) || !in.u32(Timescale) || !in.u32(FrameDuration) ||
-        !in.u8(NumberOfFrames) || !in.u8(ReservedB))
+    if (readDescribed(*this, data, length) == 0)
         return 0;
     size_t end = std::min<size_t>(size, length);
     for (size_t p = 34; p + 12 <= end;) {
@@ -346,25 +320,15 @@ size_t TimecodeDescriptor::fromData(const unsigned char* data, size_t length)
 
 size_t TimecodeDescriptor::toData(unsigned char* buffer, size_t capacity) const
 {
-    if (getSize() > capacity || SampleDescriptor::toData(buffer, capacity) == 0)
-        return 0;
-    writeBE32(buffer + 16, ReservedA);
-    writeBE32(buffer + 20, Flags);
-    writeBE32(buffer + 24, Timescale);
-    writeBE32(buffer + 28, FrameDuration);
-    buffer[32] = NumberOfFrames;
-    buffer[33] = ReservedB;
-    if (name.empty())
-        return 34;
-    unsigned char* p = buffer + 34;
-    writeBE32(p, static_cast<uint32_t>(nameAtomSize()));
-    writeCode(p + 4, fourCC("name"));
-    writeBE16(p + 8, static_cast<uint16_t>(name.size()));
-    writeBE16(p + 10, 0);
-    std::memcpy(p + 12, name.data(), name.size());
-    if (name.size() % 2)
-        p[12 + name.size()] = 0;
-    return static_cast<size_t>(getSize());
+    const size_t position = writeDescribed(*this, buffer, capacity);
+    if (position == 0 || name.empty())
+        return position;
+    // The name child: length, code, text length, language, text padded to an even length.
+    FieldWriter out(buffer, capacity, position);
+    const bool written = out.u32(static_cast<uint32_t>(nameAtomSize())) && out.code(fourCC("name")) &&
+                         out.u16(static_cast<uint16_t>(name.size())) && out.u16(0) &&
+                         out.bytes(name.data(), name.size()) && out.reserved(name.size() % 2);
+    return written ? out.position() : 0;
 }
 
 uint64_t ClosedCaptionDescriptor::getSize() const { return type == fourCC("c708") ? 28 : 16; }

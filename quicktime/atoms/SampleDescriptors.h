@@ -14,6 +14,7 @@ class SampleDescriptor : public QTAtom {
 public:
     using QTAtom::QTAtom;
     virtual bool findExtension(uint32_t code) const { return false; }
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 16; }
@@ -28,6 +29,7 @@ class AvDescriptor : public SampleDescriptor {
 public:
     using SampleDescriptor::SampleDescriptor;
     bool findExtension(uint32_t code) const override;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     const QTAtom* extension(uint32_t code) const;
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
@@ -48,6 +50,7 @@ class VideoDescriptor : public AvDescriptor {
 public:
     explicit VideoDescriptor(uint32_t format = 0) : AvDescriptor(86, format) { initVariables(); }
     virtual void initVariables();
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 86 + extensionsSize(); }
@@ -69,6 +72,7 @@ public:
 class SoundDescriptor : public AvDescriptor {
 public:
     explicit SoundDescriptor(uint32_t format = 0) : AvDescriptor(36, format) {}
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 36 + extensionsSize(); }
@@ -82,11 +86,16 @@ public:
     float SampleRate = 0.0f;
     // Not on the wire: 0 unknown, 1 little-endian, 2 big-endian.
     int endianType = 0;
+
+protected:
+    // What the fields read mean: the sample size of in24 and in32, the byte order.
+    void settleFields();
 };
 
 class SoundDescriptorV1 : public SoundDescriptor {
 public:
     using SoundDescriptor::SoundDescriptor;
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     uint64_t getSize() const override { return 52 + extensionsSize(); }
     size_t toData_fieldsOnly(unsigned char* buffer, size_t capacity) const override;
@@ -118,6 +127,7 @@ public:
 class TimecodeDescriptor : public SampleDescriptor {
 public:
     TimecodeDescriptor() : SampleDescriptor(34, 0) {}
+    template <class Atom, class Fields> static bool describe(Atom& atom, Fields& fields);
     size_t fromData(const unsigned char* data, size_t length) override;
     size_t toData(unsigned char* buffer, size_t capacity) const override;
     uint64_t getSize() const override { return 34 + nameAtomSize(); }

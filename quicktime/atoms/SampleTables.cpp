@@ -17,25 +17,6 @@ size_t runOf(const std::vector<uint64_t>& ends, uint64_t sample)
 
 } // namespace
 
-void Sample2ChunkItem::write(unsigned char* p) const
-{
-    writeBE32(p, firstChunk);
-    writeBE32(p + 4, samplesPerChunk);
-    writeBE32(p + 8, sampleDescriptionId);
-}
-
-EditListItem EditListItem::read(const unsigned char* p)
-{
-    return {readBE32(p), readBE32(p + 4), fixed16ToFloat(readBE32(p + 8))};
-}
-
-void EditListItem::write(unsigned char* p) const
-{
-    writeBE32(p, trackDuration);
-    writeBE32(p + 4, mediaTime);
-    writeBE32(p + 8, floatToFixed16(rate));
-}
-
 size_t EditList::AddItem(EditListItem** item, const unsigned char* data, size_t length)
 {
     if (!isVersion1())

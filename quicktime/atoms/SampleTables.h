@@ -9,26 +9,34 @@
 // walk through every sample costs a binary search each, not a table walk.
 namespace Corvidane::QuickTime {
 
+// The entries of the tables, each described once for reading and writing.
 struct Time2SampleItem {
     static constexpr size_t wireSize = 8;
-    static Time2SampleItem read(const unsigned char* p) { return {readBE32(p), readBE32(p + 4)}; }
-    void write(unsigned char* p) const { writeBE32(p, count), writeBE32(p + 4, duration); }
+    template <class Item, class Fields> static bool describe(Item& item, Fields& fields)
+    {
+        return fields.u32(item.count) && fields.u32(item.duration);
+    }
     uint32_t count = 0;
     uint32_t duration = 0;
 };
 
 struct CTTSItem {
     static constexpr size_t wireSize = 8;
-    static CTTSItem read(const unsigned char* p) { return {readBE32(p), static_cast<int32_t>(readBE32(p + 4))}; }
-    void write(unsigned char* p) const { writeBE32(p, count), writeBE32(p + 4, static_cast<uint32_t>(offset)); }
+    template <class Item, class Fields> static bool describe(Item& item, Fields& fields)
+    {
+        return fields.u32(item.count) && fields.s32(item.offset);
+    }
     uint32_t count = 0;
     int32_t offset = 0;
 };
 
 struct Sample2ChunkItem {
     static constexpr size_t wireSize = 12;
-    static Sample2ChunkItem read(const unsigned char* p) { return {readBE32(p), readBE32(p + 4), readBE32(p + 8)}; }
-    void write(unsigned char* p) const;
+    template <class Item, class Fields> static bool describe(Item& item, Fields& fields)
+    {
+        return fields.u32(item.firstChunk) && fields.u32(item.samplesPerChunk) &&
+               fields.u32(item.sampleDescriptionId);
+    }
     uint32_t firstChunk = 0;
     uint32_t samplesPerChunk = 0;
     uint32_t sampleDescriptionId = 0;
@@ -36,8 +44,10 @@ struct Sample2ChunkItem {
 
 struct EditListItem {
     static constexpr size_t wireSize = 12;
-    static EditListItem read(const unsigned char* p);
-    void write(unsigned char* p) const;
+    template <class Item, class Fields> static bool describe(Item& item, Fields& fields)
+    {
+        return fields.u32(item.trackDuration) && fields.u32(item.mediaTime) && fields.fixed16(item.rate);
+    }
     uint32_t trackDuration = 0;
     uint32_t mediaTime = 0;
     float rate = 1.0f;

@@ -105,7 +105,8 @@ TEST(QuickTimeAtoms, FixedPointReadsThroughItsDecimalText)
     EXPECT_EQ(edits.item(0)->mediaTime, 48u);
     EditListItem one{1, 2, 1.0f};
     unsigned char out[12];
-    one.write(out);
+    FieldWriter writer(out, sizeof out);
+    ASSERT_TRUE(EditListItem::describe(one, writer));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(out + 8), 4), be32(0x00010000));
 }
 

@@ -174,8 +174,9 @@ TEST_F(QtWriterFailure, DiskFullWhileWriting)
         EXPECT_LT(frames, 200u);
         EXPECT_TRUE(says(writer, "Failed to write")) << text(writer.getLastError());
         // Close writes what still fits; when something doesn't, it says so.
-        if (!isSuccess(writer.close()))
+        if (!isSuccess(writer.close())) {
             EXPECT_FALSE(text(writer.getLastError()).empty());
+        }
         std::string path = m_dir.file(name);
         // ffprobe finds the container whole (the frames are made up, so its
         // ProRes decoder's opinion of them is left out).

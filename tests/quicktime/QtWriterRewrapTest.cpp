@@ -126,8 +126,9 @@ protected:
             EXPECT_EQ(decodedAudioMd5(out), decodedAudioMd5(src));
             EXPECT_EQ(streamOf(probe, "audio")["codec_name"].text, job.audioCodec);
         }
-        if (feeder.withTimecode)
+        if (feeder.withTimecode) {
             EXPECT_EQ(timecodeOf(probe), source.timecode);
+        }
         expectMediainfoContent(out, job.mediainfoFormat);
         expectOurReader(out, expected, job.tracks.size());
         return out;
