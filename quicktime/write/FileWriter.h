@@ -16,10 +16,12 @@
 #include "quicktime/atoms/SampleDescriptors.h"
 #include "quicktime/atoms/SampleTables.h"
 
-// The QuickTime container writer. The work is split by
-// concern over three files: WriterConfig.cpp (sample descriptions, chunking,
-// time scales), WriterLayout.cpp (the atom tree, the header region, the
-// index tables) and WriterSamples.cpp (create, the sample flow, flush, close).
+// The QuickTime container writer. The work is split by concern:
+// WriterConfig.cpp (sample descriptions, chunking, time scales),
+// WriterHeaderSize.cpp (the room the header takes), WriterMovieTree.cpp (the
+// atom tree), WriterHeaderRegion.cpp (where the header goes and the mdat
+// header), WriterIndexTables.cpp (the tables as chunks land) and
+// WriterSamples.cpp (create, the sample flow, flush, close).
 namespace Corvidane::QuickTime {
 
 // The chunk under construction of one track.
