@@ -20,8 +20,10 @@
 // WriterConfig.cpp (sample descriptions, chunking, time scales),
 // WriterHeaderSize.cpp (the room the header takes), WriterMovieTree.cpp (the
 // atom tree), WriterHeaderRegion.cpp (where the header goes and the mdat
-// header), WriterIndexTables.cpp (the tables as chunks land) and
-// WriterSamples.cpp (create, the sample flow, flush, close).
+// header), WriterIndexTables.cpp (the tables as chunks land),
+// WriterCreate.cpp, WriterTrackChunks.cpp (samples staged into chunks),
+// WriterSamples.cpp (the sample flow, the AVC first frame) and
+// WriterClose.cpp (flush, insert, close, the side index).
 namespace Corvidane::QuickTime {
 
 // The chunk under construction of one track.
