@@ -56,6 +56,11 @@ raw_mpeg2_12s.m2v)
     # Twelve seconds of small 4:2:2 long GOP: more than one XDCAM partition.
     ff $(video 720x576 25 12) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 1M $exact \
         -f mpeg2video "$tmp" ;;
+raw_mpeg2_25s.m2v)
+    # Twenty-five seconds of small 4:2:2 long GOP: XDCAM partitions, and a
+    # flush, every ten seconds or so.
+    ff $(video 320x240 25 25) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 300k $exact \
+        -f mpeg2video "$tmp" ;;
 raw_avci100.h264)
     # AVC-Intra 100: 10-bit 4:2:2 intra frames of one size.
     ff $(video 1920x1080 25 0.2) -c:v libx264 -avcintra-class 100 -pix_fmt yuv422p10le -threads 1 $exact \
