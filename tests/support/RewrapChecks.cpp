@@ -112,9 +112,12 @@ std::string setsMediainfoMisreads(const std::string& path)
         theirs.insert({item.offset, item.size});
     const JsonValue dump = parseJson(run(shellQuote(CVTOOL_PATH) + " dump --json " + shellQuote(path)));
     std::string misread;
+    size_t sets = 0;
     for (const JsonValue& partition : dump["partitions"].items)
-        for (const JsonValue& set : partition["sets"].items)
+        for (const JsonValue& set : partition["sets"].items) {
+            ++sets;
             if (!theirs.count({set["offset"].integer(), set["size"].integer()}))
                 misread += set["class"].text + " at " + std::to_string(set["offset"].integer()) + "\n";
-    return misread;
+        }
+    return sets ? misread : "no header metadata sets\n";
 }

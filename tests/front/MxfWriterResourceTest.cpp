@@ -1,7 +1,8 @@
 // An MXF file written through the writer resource, as the editor writes it:
 // a copy taken at every flush reads in ffprobe and our reader with the frames
 // written so far, a writer killed with SIGKILL leaves what it flushed, and a
-// full disk fails with the writer's words and leaves the whole frames.
+// full disk fails with the writer's words and leaves the whole frames. Sound
+// alone is for files without pictures.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,9 +28,9 @@ using namespace MxfWriterTest;
 
 namespace {
 
-class MxfResourceGrowing : public DriverFixture {
+class MxfWriterResource : public DriverFixture {
 protected:
-    MxfResourceGrowing() : m_source(testMedia("raw_mpeg2_25s.m2v")), m_pictures(framesOf(m_source)) {}
+    MxfWriterResource() : m_source(testMedia("raw_mpeg2_25s.m2v")), m_pictures(framesOf(m_source)) {}
 
     // XDCAM HD 422 long GOP with a stereo sound, as the editor hands it over:
     // OP1a, a body partition and a flush every ten seconds or so.
@@ -106,7 +107,7 @@ protected:
 
 // Copies taken as the file grows read with every frame written before the
 // flush, and the closed file with all of them.
-TEST_F(MxfResourceGrowing, EveryFlushLeavesAReadableCopy)
+TEST_F(MxfWriterResource, EveryFlushLeavesAReadableCopy)
 {
     const std::string path = m_dir.file("growing.mxf");
     FaultyFiles files;
@@ -127,7 +128,7 @@ TEST_F(MxfResourceGrowing, EveryFlushLeavesAReadableCopy)
 // A child drives the resource and says, through a pipe, how many frames it
 // had written at its second flush; it writes five more and is killed. The
 // file reads with the frames of that flush.
-TEST_F(MxfResourceGrowing, AKilledWriterLeavesWhatItFlushed)
+TEST_F(MxfWriterResource, AKilledWriterLeavesWhatItFlushed)
 {
     const std::string path = m_dir.file("killed.mxf");
     int pipeFds[2];
@@ -164,7 +165,7 @@ TEST_F(MxfResourceGrowing, AKilledWriterLeavesWhatItFlushed)
 // The disk fills halfway: the frame that doesn't fit is refused in the
 // writer's words, and the file, closed as the disk allows, reads with every
 // frame the resource took.
-TEST_F(MxfResourceGrowing, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames)
+TEST_F(MxfWriterResource, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames)
 {
     const std::string path = m_dir.file("full.mxf");
     FaultyFiles files;
@@ -181,6 +182,18 @@ TEST_F(MxfResourceGrowing, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames
     EXPECT_NE(words.find("WriteEssence failed to write"), std::string::npos) << words;
     file.reset();
     expectFirstPicturesReadable(path, m_source, m_pictures, taken);
+}
+
+// The path of files without pictures is the host's own for a file with
+// them: it writes nothing.
+TEST_F(MxfWriterResource, SoundAloneIsForFilesWithoutPictures)
+{
+    const std::string path = m_dir.file("pictures.mxf");
+    std::unique_ptr<Hc::FileInfoBase> file = open(path);
+    ASSERT_TRUE(file);
+    const std::vector<std::vector<unsigned char>> sound(1, std::vector<unsigned char>(1920 * 4, 0));
+    EXPECT_EQ(file->writeAudioSamples(sound, 1920 * 2), 12);
+    EXPECT_EQ(write(*file, 0), 1);
 }
 
 } // namespace
