@@ -90,6 +90,9 @@ public:
         file = nullptr;
         return 12;
     }
+    // Why the last openFile failed, in the container writer's words; empty
+    // when it didn't say.
+    virtual std::wstring lastError() const { return {}; }
 
 private:
     std::vector<std::string> m_formats;

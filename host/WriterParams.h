@@ -58,6 +58,16 @@ public:
     virtual void deinitialise() {}
     // One frame of video in coded order, with its frame type bits; the host's code.
     virtual int writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType) = 0;
+    // Sound of a file without pictures: one buffer per audio stream, each
+    // holding `count` samples counted over all its channels. The host's own
+    // form writes nothing (12).
+    virtual int writeAudioSamples(const std::vector<std::vector<unsigned char>>& streams, unsigned count)
+    {
+        return 12;
+    }
+    // Why the last call failed, in the container writer's words; empty when
+    // it didn't say.
+    virtual std::wstring lastError() const { return {}; }
 
     // Where the audio of each frame comes from: the sample groups that go
     // with the next frame, one buffer per audio stream. The host's code, 1

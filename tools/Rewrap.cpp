@@ -14,6 +14,8 @@
 #include "frame/Utf8.h"
 #include "host/FormatCodes.h"
 #include "host/FrameRates.h"
+#include "tools/Mpeg2Picture.h"
+#include "tools/MxfExportCoding.h"
 #include "tools/PluginHost.h"
 #include "tools/Probe.h"
 #include "tools/ReadFrames.h"
@@ -33,9 +35,49 @@ Hc::FileWriterResource* writerFor(PluginHost& host, const std::string& output)
     return nullptr;
 }
 
-// The writer's frame type bits of an index entry's: P and B swap places.
-uint32_t writerFrameType(unsigned short type)
+// The host's code of a file without pictures.
+constexpr uint32_t noVideo = 0xFFFFFFFFu;
+
+bool writesMxf(const Hc::FileWriterResource& writer)
 {
+    const std::vector<std::string>& formats = writer.formats();
+    return std::find(formats.begin(), formats.end(), "MXF") != formats.end();
+}
+
+// The sound streams' samples [from, from + count), little-endian as the
+// host's mixer hands them over; false with `error` set.
+bool readSound(FileReadInstance& source, const std::vector<unsigned>& streams, uint64_t from, unsigned count,
+               std::vector<std::vector<unsigned char>>& buffers, std::string& error)
+{
+    buffers.assign(streams.size(), {});
+    for (size_t i = 0; i < streams.size() && count; ++i) {
+        Ptr<ByteBufferImpl> buffer;
+        Ptr<AudioReadRequest> request(new AudioReadRequest(streams[i], from, count));
+        const int code = source.readAudio(buffer, request);
+        if ((code != 1 && code != 11) || !buffer) {
+            error = "sound at " + std::to_string(from) + ": " + narrow(source.containerReader()->getLastError());
+            return false;
+        }
+        buffers[i].assign(buffer->content(), buffer->content() + buffer->size());
+        const Aud::Metadata& sound = source.audioMetadata()[streams[i]];
+        if (sound.bigEndian && sound.stride > 1)
+            for (size_t at = 0; at + sound.stride <= buffers[i].size(); at += sound.stride)
+                std::reverse(buffers[i].begin() + std::ptrdiff_t(at),
+                             buffers[i].begin() + std::ptrdiff_t(at + sound.stride));
+    }
+    return true;
+}
+
+// The writer's frame type bits of a picture. MPEG video names its own
+// coding type, as the editor's decoder sees it (a movie's index can't tell P
+// from B); otherwise the index entry's bits, where P and B swap places.
+uint32_t writerFrameType(unsigned short type, const ByteBufferImpl& picture)
+{
+    Mpeg2Picture coded;
+    if (readMpeg2Picture(picture.content(), picture.size(), coded)) {
+        static const uint32_t codingTypes[] = {0, Corvidane::HalcIFrame, Corvidane::HalcPFrame, Corvidane::HalcBFrame};
+        return codingTypes[coded.codingType] | (coded.sequenceHeader ? Corvidane::HalcSequenceHeader : 0);
+    }
     uint32_t bits = 0;
     if (type & Corvidane::FrameSequenceHeader)
         bits |= Corvidane::HalcSequenceHeader;
@@ -52,11 +94,13 @@ uint32_t writerFrameType(unsigned short type)
 Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& soundStreams)
 {
     const PlayFileMetadataRep& video = source.videoMetadata();
+    const bool pictures = source.videoStream() >= 0;
     Hc::FileWriterParams params;
     // The host names a coding by the code it plays it as: every AVC name is
-    // "avc1", which the movie writer stores in its own form.
-    params.compression = Hc::lookupPlayoutFCC(video.format);
-    params.frameRate = video.frameRate;
+    // "avc1", which the movie writer stores in its own form. Sound alone
+    // counts at the project's rate.
+    params.compression = pictures ? Hc::lookupPlayoutFCC(video.format) : noVideo;
+    params.frameRate = pictures ? video.frameRate : Hc::CurrentProject::getDefaultVideoFrameRate();
     params.width = video.width;
     params.height = video.height;
     params.stride = video.stride;
@@ -80,7 +124,7 @@ Hc::FileWriterParams paramsOf(FileReadInstance& source, std::vector<unsigned>& s
     // editor's sequences do.
     const bool timecode = source.timecodeRate() > 0;
     params.config.set("TcFps", std::to_string(timecode ? Hc::getEquivalentHcFrameRate(source.timecodeRate())
-                                                       : video.frameRate));
+                                                       : params.frameRate));
     params.config.set("TcStartFrame", std::to_string(timecode ? source.startTimecode() : 0));
     params.config.set("drop", timecode && source.isDropFrame() ? "1" : "0");
     const std::vector<Aud::Metadata>& audio = source.audioMetadata();
@@ -127,13 +171,38 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
         return 1;
     }
     std::unique_ptr<FileReadInstance> source = openLikeTheEditor(*reader, Corvidane::fromUtf8(input));
-    if (!source || source->videoStream() < 0) {
+    const bool pictures = source && source->videoStream() >= 0;
+    if (!source || (!pictures && source->audioMetadata().empty())) {
         std::fprintf(stderr, "cvtool rewrap: %s: %s\n", input.c_str(),
-                     source ? "no pictures to write" : "the plug-in can't open this file");
+                     source ? "no pictures or sound to write" : "the plug-in can't open this file");
         return 1;
     }
     std::vector<unsigned> soundStreams;
     Hc::FileWriterParams params = paramsOf(*source, soundStreams);
+    if (!pictures && soundStreams.empty()) {
+        std::fprintf(stderr, "cvtool rewrap: %s: no pictures or PCM sound to write\n", input.c_str());
+        return 1;
+    }
+    const PlayFileMetadataRep& video = source->videoMetadata();
+    const unsigned origin = source->getVideoOrigin();
+    VideoFrames pictureReader(*source);
+    std::string error;
+    if (pictures && writesMxf(*writer)) {
+        // The editor's MXF encoder names the coding, seen in its first frame.
+        if (!pictureReader.read(origin, error)) {
+            std::fprintf(stderr, "cvtool rewrap: %s: %s\n", input.c_str(), error.c_str());
+            return 1;
+        }
+        const ByteBufferImpl* first = pictureReader.sample(origin);
+        const MxfExportCoding coding =
+            mxfExportCoding(params.compression, Hc::getFramesPerSecond(video.frameRate), video.width, video.height,
+                            first ? first->content() : nullptr, first ? first->size() : 0);
+        params.compression = coding.code;
+        params.frameSize = coding.dataRate;
+        if (params.scanMode == 0)
+            params.scanMode = coding.scanMode;
+        params.config.set("codec_type", Corvidane::fourCCToString(coding.code));
+    }
     if (indexLast)
         params.config.set("index_last", "1");
     if (opAtom)
@@ -143,74 +212,85 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
     const int opened = writer->openFile(Corvidane::fromUtf8(output), params, created);
     std::unique_ptr<Hc::FileInfoBase> target(created);
     if (opened != 1 || !target) {
-        std::fprintf(stderr, "cvtool rewrap: %s: the writer refused it (%d)\n", output.c_str(), opened);
+        const std::string why = narrow(writer->lastError());
+        std::fprintf(stderr, "cvtool rewrap: %s: the writer refused it (%d)%s%s\n", output.c_str(), opened,
+                     why.empty() ? "" : ": ", why.c_str());
         return 1;
+    }
+    const bool terminal = isatty(STDERR_FILENO);
+    const auto started = std::chrono::steady_clock::now();
+    auto showProgress = [&](uint64_t done, uint64_t total, const char* unit) {
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+        const double rate = seconds > 0 ? double(done) / seconds : 0;
+        std::fprintf(stderr, "\rrewrap: %s %llu of %llu, %.0f %ss/s, %.0f s left   ", unit,
+                     static_cast<unsigned long long>(done), static_cast<unsigned long long>(total), rate, unit,
+                     rate > 0 ? double(total - done) / rate : 0.0);
+    };
+    auto refused = [&](const std::string& where) {
+        const std::string why = error.empty() ? narrow(target->lastError()) : error;
+        std::fprintf(stderr, "\ncvtool rewrap: %s: %s\n", where.c_str(),
+                     why.empty() ? "the writer refused it" : why.c_str());
+        return 1;
+    };
+
+    if (!pictures) {
+        // Sound alone goes through the path of files without pictures, a
+        // frame's worth at the project's rate a call.
+        const Aud::Metadata& first = source->audioMetadata()[soundStreams[0]];
+        const uint64_t total = uint64_t(std::max<int64_t>(first.length, 0));
+        const unsigned step = unsigned(std::max(1.0, std::ceil(first.sampleRate / Hc::getFramesPerSecond(
+                                                                                      params.frameRate))));
+        std::vector<std::vector<unsigned char>> buffers;
+        for (uint64_t at = 0; at < total; at += step) {
+            const unsigned count = unsigned(std::min<uint64_t>(step, total - at));
+            if (!readSound(*source, soundStreams, at, count, buffers, error))
+                return refused(input);
+            if (target->writeAudioSamples(buffers, count * first.channels) != 1)
+                return refused("sound at " + std::to_string(at));
+            if (terminal && ((at / step) % 25 == 0 || at + count == total))
+                showProgress(at + count, total, "sample");
+        }
+        if (terminal)
+            std::fprintf(stderr, "\n");
+        target.reset();
+        return 0;
     }
 
     // Each frame takes the sound up to its end time, stream by stream.
-    const PlayFileMetadataRep& video = source->videoMetadata();
     const double rate = Hc::getFramesPerSecond(video.frameRate);
     uint64_t framesGiven = 0, taken = 0;
-    std::string error;
     target->setAudioSource([&](unsigned& count, std::vector<std::vector<unsigned char>>& buffers) {
         const Aud::Metadata& first = source->audioMetadata()[soundStreams[0]];
         const uint64_t end = std::min<uint64_t>(uint64_t(std::llround(double(++framesGiven) * first.sampleRate / rate)),
                                                 uint64_t(std::max<int64_t>(first.length, 0)));
         count = unsigned(end > taken ? end - taken : 0);
-        buffers.assign(soundStreams.size(), {});
-        for (size_t i = 0; i < soundStreams.size() && count; ++i) {
-            Ptr<ByteBufferImpl> buffer;
-            Ptr<AudioReadRequest> request(new AudioReadRequest(soundStreams[i], taken, count));
-            const int code = source->readAudio(buffer, request);
-            if ((code != 1 && code != 11) || !buffer) {
-                error = "sound at " + std::to_string(taken) + ": " + narrow(source->containerReader()->getLastError());
-                return 0;
-            }
-            buffers[i].assign(buffer->content(), buffer->content() + buffer->size());
-            // The host's mixer hands the writer little-endian samples.
-            const Aud::Metadata& sound = source->audioMetadata()[soundStreams[i]];
-            if (sound.bigEndian && sound.stride > 1)
-                for (size_t at = 0; at + sound.stride <= buffers[i].size(); at += sound.stride)
-                    std::reverse(buffers[i].begin() + std::ptrdiff_t(at),
-                                 buffers[i].begin() + std::ptrdiff_t(at + sound.stride));
-        }
+        if (!readSound(*source, soundStreams, taken, count, buffers, error))
+            return 0;
         taken = end;
         return 1;
     });
 
-    const unsigned origin = source->getVideoOrigin();
     const unsigned end = unsigned(std::max<int64_t>(video.length, 0)) + origin;
-    const bool terminal = isatty(STDERR_FILENO);
-    const auto started = std::chrono::steady_clock::now();
-    VideoFrames pictures(*source);
     unsigned written = origin;
     for (unsigned frame = origin; frame < end; ++frame) {
         if (frame < written)
             continue;
-        if (!pictures.read(frame, error)) {
+        if (!pictureReader.read(frame, error)) {
             std::fprintf(stderr, "\ncvtool rewrap: %s: %s\n", input.c_str(), error.c_str());
             return 1;
         }
-        for (unsigned sample : pictures.samples()) {
+        for (unsigned sample : pictureReader.samples()) {
             if (sample < written || sample >= end)
                 continue;
-            const ByteBufferImpl* bytes = pictures.sample(sample);
-            target->setPresentationIndex(pictures.shownAs(sample) - origin);
+            const ByteBufferImpl* bytes = pictureReader.sample(sample);
+            target->setPresentationIndex(pictureReader.shownAs(sample) - origin);
             const int code = target->writeSurface(bytes->content(), unsigned(bytes->size()),
-                                                  writerFrameType(pictures.frameType(sample)));
-            if (code != 1) {
-                std::fprintf(stderr, "\ncvtool rewrap: frame %u: %s\n", sample,
-                             error.empty() ? "the writer refused it" : error.c_str());
-                return 1;
-            }
+                                                  writerFrameType(pictureReader.frameType(sample), *bytes));
+            if (code != 1)
+                return refused("frame " + std::to_string(sample));
             written = sample + 1;
-            if (terminal && (written % 25 == 0 || written == end)) {
-                const double seconds =
-                    std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-                const double rate = seconds > 0 ? (written - origin) / seconds : 0;
-                std::fprintf(stderr, "\rrewrap: frame %u of %u, %.0f frames/s, %.0f s left   ", written - origin,
-                             end - origin, rate, rate > 0 ? (end - written) / rate : 0.0);
-            }
+            if (terminal && (written % 25 == 0 || written == end))
+                showProgress(written - origin, end - origin, "frame");
         }
     }
     if (terminal)

@@ -97,6 +97,10 @@ WriteLoop::WriteLoop(std::vector<Corvidane::TrackStructuralData> tracks, const H
     : m_tracks(std::move(tracks)), m_rows(m_tracks.size(), Corvidane::TrackData{}), m_params(params), m_layout(layout),
       m_swapped(params.audio.size())
 {
+    // The timecode row only moves the track on (its start is in the track):
+    // a 4-byte zero, set once for every path.
+    if (m_layout.timecodeRow < m_rows.size())
+        m_rows[m_layout.timecodeRow] = {reinterpret_cast<const unsigned char*>(&m_timecodeSample), 4, 0, 0};
 }
 
 WriteLoop::~WriteLoop()
@@ -107,9 +111,6 @@ WriteLoop::~WriteLoop()
 
 int WriteLoop::writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType)
 {
-    // The timecode row only moves the track on: its start is in the track.
-    if (m_layout.timecodeRow < m_rows.size())
-        m_rows[m_layout.timecodeRow] = {reinterpret_cast<const unsigned char*>(&m_timecodeSample), 4, 0, 0};
     m_rows[m_layout.videoRow] = {bytes, size, presentationIndex(), frameType};
     const size_t streams = m_params.audio.size();
     if (streams) {

@@ -19,6 +19,7 @@ public:
     }
     std::string resourceName() const override { return m_name; }
     std::string resourceCode() const override { return m_code; }
+    std::wstring lastError() const override { return m_lastError; }
 
     // Appends <tag>value</tag> for the setting `key`, unescaped, when it has
     // a value.
@@ -38,10 +39,14 @@ protected:
     static Corvidane::TrackStructuralData timecodeTrack(const configb& config);
     static Corvidane::TrackStructuralData soundTrack(const Hc::AudioStreamDescription& stream);
     static void setAspectAndColour(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video);
+    // The container writer's words on the last openFile; empty after one
+    // that succeeded.
+    void setLastError(std::wstring text) { m_lastError = std::move(text); }
 
 private:
     std::string m_name;
     std::string m_code;
+    std::wstring m_lastError;
 };
 
 // The write loop the per-file objects share: each call pairs one video frame
@@ -66,6 +71,9 @@ public:
 protected:
     // Hands the filled rows to the container writer.
     virtual CvResult writeRows(Corvidane::TrackData* rows, unsigned count) = 0;
+    std::vector<Corvidane::TrackData>& rows() { return m_rows; }
+    const Hc::FileWriterParams& params() const { return m_params; }
+    const Layout& layout() const { return m_layout; }
 
 private:
     std::vector<Corvidane::TrackStructuralData> m_tracks;

@@ -115,6 +115,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     writer->setTitle(Corvidane::fromUtf8(setting(config, "name")));
     writer->setResourceFilePath(dictionaryFolder());
     const CvResult created = writer->create(name, tracks.data(), int(count), pattern);
+    setLastError(isSuccess(created) ? std::wstring() : std::wstring(writer->getLastError()));
     if (!isSuccess(created)) {
         for (Corvidane::TrackStructuralData& track : tracks)
             Corvidane::freeExtendedData(track);
@@ -123,6 +124,20 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     file = new FileInfo(std::move(writer), std::move(tracks), params,
                         CvWrappers::WriteLoop::Layout{0, video ? videoRow : 0, firstAudioRow, false});
     return file->initialise();
+}
+
+int FileInfo::writeAudioSamples(const std::vector<std::vector<unsigned char>>& streams, unsigned count)
+{
+    if (params().compression != noVideo)
+        return Hc::FileInfoBase::writeAudioSamples(streams, count);
+    std::vector<Corvidane::TrackData>& rows = this->rows();
+    const std::vector<Hc::AudioStreamDescription>& audio = params().audio;
+    for (size_t i = 0; i < audio.size(); ++i) {
+        const std::vector<unsigned char>* stream = i < streams.size() ? &streams[i] : nullptr;
+        const size_t wanted = stream ? std::min<size_t>(size_t(count) * audio[i].bytesPerSample, stream->size()) : 0;
+        rows[layout().firstAudioRow + i] = {stream ? stream->data() : nullptr, uint32_t(wanted), 0, 0};
+    }
+    return HcErrFromCvResult(m_writer->writeAtom(rows.data(), int(rows.size())));
 }
 
 } // namespace mxf

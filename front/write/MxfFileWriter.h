@@ -23,6 +23,10 @@ public:
         : WriteLoop(std::move(tracks), params, layout), m_writer(std::move(writer))
     {
     }
+    // The path of a file without pictures: one edit unit of every stream's
+    // samples a call. A file with pictures leaves it to the host.
+    int writeAudioSamples(const std::vector<std::vector<unsigned char>>& streams, unsigned count) override;
+    std::wstring lastError() const override { return m_writer->getLastError(); }
 
 private:
     CvResult writeRows(Corvidane::TrackData* rows, unsigned count) override

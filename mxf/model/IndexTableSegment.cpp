@@ -266,15 +266,16 @@ size_t CMxf_IndexTable_Segment::toKlv(unsigned char* dst, size_t size) const
             p += itemSize;
         };
         for (size_t i = 0; i < indexEntries.size(); ++i) {
-            writeEntry(i, indexEntries[i]);
-            // XDCAM indexes list every entry twice but the last, the copy
-            // with doubled offsets.
+            // XDCAM indexes list every entry twice but the last: first the
+            // copy with doubled offsets, which readers take (halving its
+            // offsets), then the entry as it is.
             if (xdcam && i + 1 < indexEntries.size()) {
                 CMxf_IndexTable_IndexEntry copy = indexEntries[i];
                 copy.temporalOffset = static_cast<int8_t>(copy.temporalOffset * 2);
                 copy.keyFrameOffset = static_cast<int8_t>(copy.keyFrameOffset * 2);
                 writeEntry(i, copy);
             }
+            writeEntry(i, indexEntries[i]);
         }
         set.Append(wireTag(TagIndexEntryArray), batch.data(), batch.size());
     }

@@ -200,8 +200,11 @@ MXFUL getEssenceCodingType(const VideoEncodeParams* params)
 {
     if (!params)
         return MXFUL();
-    if (params->fcc == fourCC("AVdn") || params->fcc == fourCC("AVdx"))
-        return avidDnxhdCoding();
+    // DNxHR (the writer's "cv21" to "cv25") is coded as DNxHD is.
+    for (unsigned code : {fourCC("AVdn"), fourCC("AVdx"), fourCC("cv21"), fourCC("cv22"), fourCC("cv23"),
+                          fourCC("cv24"), fourCC("cv25")})
+        if (params->fcc == code)
+            return avidDnxhdCoding();
     for (const CodingRow& row : codingRows)
         if (matches(row.match, *params) && (!row.dataRate || row.dataRate == params->dataRate))
             return labelFromText(row.label);

@@ -50,6 +50,7 @@ void CMxf_EssenceLocator::reset()
     m_clipWrapped = false;
     m_essenceOffset = 0;
     m_essenceHeaderSize = 0;
+    m_clipLength = 0;
     m_essenceLength = 0;
     m_streamOffsets.clear();
     m_elementOffsets.clear();
@@ -360,13 +361,17 @@ bool CMxf_EssenceLocator::getOffsetAndSizeClipWrapped(int64_t position, int64_t 
             const uint64_t i = uint64_t(wanted) - uint64_t(segment->indexStartPosition);
             const uint64_t next = i + (xdcam ? 2 : 1);
             const std::vector<CMxf_IndexTable_IndexEntry>& entries = segment->indexEntries;
-            if (wanted < segment->indexStartPosition || next >= entries.size()) {
+            // The last edit unit of an element that no entry closes (OP-Atom
+            // long GOP) runs to the element's end.
+            const bool lastRunsToEnd = !xdcam && wanted >= segment->indexStartPosition && i + 1 == entries.size() &&
+                                       m_clipLength > entries[i].streamOffset;
+            if (wanted < segment->indexStartPosition || (next >= entries.size() && !lastRunsToEnd)) {
                 m_report.setLastError(Fail, L"Requested position(%lld) is off the end of the index table segment.",
                                       static_cast<long long>(position));
                 return false;
             }
             at = entries[i].streamOffset;
-            bytes = entries[next].streamOffset - at;
+            bytes = (lastRunsToEnd ? m_clipLength : entries[next].streamOffset) - at;
             found = true;
         }
     }
@@ -415,6 +420,7 @@ CvResult CMxf_EssenceLocator::essenceContainerOffset(uint64_t& out)
                                           static_cast<long long>(item.length), static_cast<long long>(expected));
                 m_essenceOffset += running;
                 m_essenceHeaderSize = running + item.lengthLength + 16;
+                m_clipLength = item.length;
                 break;
             }
             running += 16 + item.lengthLength + item.length;

@@ -80,6 +80,7 @@ private:
     bool m_clipWrapped = false;
     uint64_t m_essenceOffset = 0;
     uint64_t m_essenceHeaderSize = 0;
+    uint64_t m_clipLength = 0;  // the clip-wrapped element's length; 0 unknown
     int64_t m_essenceLength = 0;
     // Where each track's element starts in a constant edit unit without
     // delta entries, and where each element of that edit unit starts.

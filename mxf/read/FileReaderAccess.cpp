@@ -261,7 +261,8 @@ void CMxf_FileReader::essencePlace(uint64_t fileOffset, uint64_t size, IndexEntr
 
 const CMxf_IndexTable_IndexEntry* CMxf_FileReader::indexEntryAt(int64_t position) const
 {
-    return m_segments.getIndexEntry(m_segments.hasXDCAMIndex() ? position * 2 : position);
+    // The segment list doubles the position itself where entries come twice.
+    return m_segments.getIndexEntry(position);
 }
 
 CvResult CMxf_FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
@@ -270,7 +271,7 @@ CvResult CMxf_FileReader::getIndexEntry(unsigned sample, IndexEntry& entry)
     entry.frameType = FrameIntra;
     entry.decodeIndex = entry.presentationIndex = sample;
     const bool xdcam = m_segments.hasXDCAMIndex();
-    const int64_t position = xdcam ? int64_t(sample) * 2 : int64_t(sample);
+    const int64_t position = int64_t(sample);
     const CMxf_IndexTable_Segment* segment = m_segments.find(position);
     if (!segment)
         return fail(IndexAbsent, L"getIndexEntry failed, start position more than index.");
@@ -311,7 +312,9 @@ CvResult CMxf_FileReader::getPresentationOrder(unsigned first, unsigned count, s
         const CMxf_IndexTable_IndexEntry* entry = m_segments.getIndexEntry(int64_t(position));
         if (!entry)
             return fail(Fail, L"GetPresentationOrder failed, index out of range.");
-        out.push_back(unsigned(int64_t(position) + entry->temporalOffset));
+        // Entries that come twice count their offsets in halves, as getIndexEntry reads them.
+        const int offset = m_segments.hasXDCAMIndex() ? entry->temporalOffset / 2 : entry->temporalOffset;
+        out.push_back(unsigned(int64_t(position) + offset));
     }
     return OK;
 }
@@ -401,18 +404,21 @@ int CMxf_FileReader::anchorDistance(bool keyOnly)
         return 0;
     int largest = 0;
     int64_t previous = -1;
+    // Entries that come twice are read a pair at a time, and the distances
+    // counted in pictures.
+    const size_t step = m_segments.hasXDCAMIndex() ? 2 : 1;
     const size_t end = std::min(segment->indexEntries.size(), gopLookahead);
-    for (size_t i = 0; i < end; ++i) {
+    for (size_t i = 0; i < end; i += step) {
         const CMxf_IndexTable_IndexEntry& entry = segment->indexEntries[i];
         if (entry.isKeyFrame() || (!keyOnly && entry.isPFrame())) {
             if (previous >= 0)
-                largest = std::max(largest, int(int64_t(i) - previous));
+                largest = std::max(largest, int((int64_t(i) - previous) / int64_t(step)));
             previous = int64_t(i);
         }
     }
     // A clip shorter than its GOP has one key frame: its GOP is the clip.
     if (keyOnly && largest == 0 && previous >= 0 && end == segment->indexEntries.size() && m_segments.size() == 1)
-        largest = int(int64_t(end) - previous);
+        largest = int((int64_t(end) - previous) / int64_t(step));
     return largest;
 }
 

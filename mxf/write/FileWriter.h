@@ -195,6 +195,9 @@ private:
     void updateLength(uint64_t frames);
     CvResult writeAt(uint64_t offset, const unsigned char* data, size_t size);
     void renderPack(Partition& partition, std::vector<unsigned char>& bytes, size_t at);
+    // A partition pack's bytes with that many essence containers: the
+    // batch is left out when there are none.
+    static size_t packBytes(size_t containers) { return containers ? 20 + 88 + 16 * containers : 20 + 80; }
     void closePartition();
     void writeFooter(std::vector<unsigned char>* headerCopy, std::vector<unsigned char>* footerCopy);
     void writeTrailingItem();

@@ -30,7 +30,7 @@ CvResult CMxf_FileWriter::writeAt(uint64_t offset, const unsigned char* data, si
 
 void CMxf_FileWriter::renderPack(Partition& partition, std::vector<unsigned char>& bytes, size_t at)
 {
-    const size_t length = 20 + 88 + 16 * partition.pack.essenceContainers.size();
+    const size_t length = packBytes(partition.pack.essenceContainers.size());
     if (at + length <= bytes.size())
         partition.pack.ToStream(bytes.data() + at, int(length));
 }
@@ -190,7 +190,7 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
     footer.pack.thisPartition = footer.pack.footerPartition = m_footerPosition;
     footer.pack.previousPartition = m_partitions.back().pack.thisPartition;
     footer.pack.indexByteCount = indexSize;
-    const size_t packLength = 20 + 88 + 16 * labels.size();
+    const size_t packLength = packBytes(labels.size());
     footer.bytes.resize(packLength);
     renderPack(footer, footer.bytes, 0);
     // The index, or the end of the file, follows the pack's KAG fill.
@@ -229,7 +229,7 @@ void CMxf_FileWriter::writeFooter(std::vector<unsigned char>* headerCopy, std::v
         for (size_t i = 1; i + 1 < m_partitions.size(); ++i) {
             Partition& body = m_partitions[i];
             body.pack.footerPartition = m_footerPosition;
-            const size_t length = 20 + 88 + 16 * body.pack.essenceContainers.size();
+            const size_t length = packBytes(body.pack.essenceContainers.size());
             renderPack(body, body.bytes, 0);
             writeAt(body.pack.thisPartition, body.bytes.data(), length);
         }

@@ -571,7 +571,7 @@ CvResult CMxf_FileWriter::buildHeaderPartition()
     writePrimer(primer);
 
     const std::vector<MXFUL> labels = getEssenceBatch();
-    const size_t packLength = 20 + 88 + 16 * labels.size();
+    const size_t packLength = packBytes(labels.size());
     Partition header;
     header.pack.Create(PartitionHeader, OpenIncomplete, m_kagSize, 0, 0, m_pattern, labels.data(),
                        uint32_t(labels.size()));

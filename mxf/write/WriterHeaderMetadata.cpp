@@ -77,6 +77,9 @@ unsigned containerCode(unsigned fcc)
     } aliases[] = {
         {fourCC("xd25"), fourCC("MMES")}, {fourCC("xd35"), fourCC("MMES")}, {fourCC("xd50"), fourCC("MMES")},
         {fourCC("M701"), fourCC("MMES")}, {fourCC("dv25"), fourCC("dvcp")}, {fourCC("avc5"), fourCC("avc6")},
+        // DNxHR is VC-3 too, in Avid's container as DNxHD is.
+        {fourCC("cv21"), fourCC("AVdn")}, {fourCC("cv22"), fourCC("AVdn")}, {fourCC("cv23"), fourCC("AVdn")},
+        {fourCC("cv24"), fourCC("AVdn")}, {fourCC("cv25"), fourCC("AVdn")},
     };
     for (const auto& alias : aliases)
         if (alias.from == fcc)

@@ -177,14 +177,17 @@ CvResult CMxf_FileWriter::updateIndexTable(const TrackData* rows, uint64_t writt
 
     CMxf_IndexTable_IndexEntry entry;
     // An I picture alone is a key frame (and so is a row without picture
-    // bits); an I picture with P, and a P picture, take the predicted flags.
+    // bits); an I picture with P, and a P picture, are forward predicted
+    // (0x20), a B picture bidirectional (0x30), as readers take the bits.
+    // XDCAM marks its P pictures 0x22, and its B pictures 0x33, or 0x13
+    // (backward only) within the first GOP.
     const bool intra = ((frameType & HalcIFrame) && !(frameType & HalcPFrame)) ||
                        !(frameType & (HalcIFrame | HalcPFrame | HalcBFrame));
     const bool bidirectional = !intra && (frameType & HalcBFrame) && !(frameType & (HalcIFrame | HalcPFrame));
     if (isOp1aXdcam())
-        entry.flags = intra ? 0xC0 : bidirectional ? 0x22 : m_atomsWritten >= m_gopSize ? 0x33 : 0x13;
+        entry.flags = intra ? 0xC0 : !bidirectional ? 0x22 : m_atomsWritten >= m_gopSize ? 0x33 : 0x13;
     else
-        entry.flags = intra ? 0x80 : bidirectional ? 0x20 : 0x30;
+        entry.flags = intra ? 0x80 : bidirectional ? 0x30 : 0x20;
     if (frameType & HalcSequenceHeader)
         entry.flags |= 0x40;
     const bool reordered = m_fileType == FileTypeMpegLongGop || m_fileType == FileTypeProxy ||
@@ -279,7 +282,7 @@ CvResult CMxf_FileWriter::startBodyPartition()
     partition.pack.thisPartition = m_fileEnd;
     partition.pack.previousPartition = m_partitions.back().pack.thisPartition;
     partition.pack.bodyOffset = m_essenceBytesWritten;
-    const size_t packLength = 20 + 88 + 16 * labels.size();
+    const size_t packLength = packBytes(labels.size());
     partition.pack.indexByteCount = m_partitionIndexReserve - packLength;
     partition.bytes.resize(packLength);
     if (partition.pack.ToStream(partition.bytes.data(), int(packLength)) != int64_t(packLength)) {
@@ -310,7 +313,7 @@ CvResult CMxf_FileWriter::startXdcamBodyPartition()
     partition.pack.thisPartition = m_fileEnd;
     partition.pack.previousPartition = m_partitions.back().pack.thisPartition;
     partition.pack.bodyOffset = m_essenceBytesWritten;
-    const size_t packLength = 20 + 88 + 16 * labels.size();
+    const size_t packLength = packBytes(labels.size());
     partition.bytes.resize(packLength);
     // The segment of the partition before goes here, between KAG fills.
     std::vector<unsigned char> segment;

@@ -56,6 +56,11 @@ raw_mpeg2_12s.m2v)
     # Twelve seconds of small 4:2:2 long GOP: more than one XDCAM partition.
     ff $(video 720x576 25 12) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 1M $exact \
         -f mpeg2video "$tmp" ;;
+raw_mpeg2_25s.m2v)
+    # Twenty-five seconds of small 4:2:2 long GOP: XDCAM partitions, and a
+    # flush, every ten seconds or so.
+    ff $(video 320x240 25 25) -c:v mpeg2video -pix_fmt yuv422p -flags +cgop -g 12 -bf 2 -b:v 300k $exact \
+        -f mpeg2video "$tmp" ;;
 raw_avci100.h264)
     # AVC-Intra 100: 10-bit 4:2:2 intra frames of one size.
     ff $(video 1920x1080 25 0.2) -c:v libx264 -avcintra-class 100 -pix_fmt yuv422p10le -threads 1 $exact \
@@ -212,6 +217,36 @@ mxf_colour_*.mxf)
     colour=${colour%.mxf}
     ff $(video 64x48 25 0.12) -c:v jpeg2000 -pix_fmt yuv422p -color_primaries "${colour%%+*}" \
         -color_trc "${colour#*+}" $exact -f mxf "$tmp" ;;
+rewrap_mpeg2_gop_pcm24_tc.mov)
+    # The editor's MXF sources: long GOP MPEG-2 with 24-bit sound and a timecode.
+    ff $(video 720x576 25 2) $(tone 48000 2) -c:v mpeg2video -g 12 -bf 2 -b:v 8M -pix_fmt yuv422p \
+        -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_mpeg2_intra_pcm24_tc.mov)
+    ff $(video 720x576 25 1) $(tone 48000 1) -c:v mpeg2video -g 1 -b:v 8M -pix_fmt yuv422p -c:a pcm_s24le -ac 2 \
+        -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_xdcam_hd422.mov)
+    # XDCAM HD 422 as QuickTime names it: 1080i 4:2:2 long GOP.
+    ff $(video 1920x1080 25 1.2) $(tone 48000 1.2) -c:v mpeg2video -pix_fmt yuv422p -flags +ilme+ildct+cgop -top 1 \
+        -g 12 -bf 2 -b:v 30M -tag:v xd5c -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_dv25.mov)
+    # QuickTime names PAL DV "dvcp".
+    ff $(video 720x576 25 1) $(tone 48000 1) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact -f mov "$tmp" ;;
+rewrap_dv50.avi | rewrap_dv50.mov)
+    # DVCPRO 50: ffmpeg names it "dvsd" in AVI, "dv5p" in a movie.
+    ff $(video 720x576 25 1) $(tone 48000 1) -c:v dvvideo -pix_fmt yuv422p -c:a pcm_s16le -ac 2 $exact \
+        -f "${name##*.}" "$tmp" ;;
+rewrap_dnxhd_pcm24_tc.mov)
+    ff $(video 1920x1080 25 0.4) $(tone 48000 0.4) -c:v dnxhd -b:v 36M -pix_fmt yuv422p -c:a pcm_s24le -ac 2 \
+        -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_dnxhr_lb.mov)
+    ff $(video 1920x1080 25 0.4) -c:v dnxhd -profile:v dnxhr_lb -pix_fmt yuv422p $exact -f mov "$tmp" ;;
+rewrap_avci100_pcm24.mov)
+    ff $(video 1920x1080 25 0.4) $(tone 48000 0.4) -c:v libx264 -avcintra-class 100 -pix_fmt yuv422p10le -threads 1 \
+        -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_pcm24_two_streams.mov)
+    # Sound alone, two stereo streams of different tones.
+    ff $(tone 48000 1) -f lavfi -i sine=frequency=500:sample_rate=48000:duration=1 -map 0 -map 1 -c:a pcm_s24le \
+        -ac 2 $exact -f mov "$tmp" ;;
 mjpeg_reel_tc.mov)
     # A tape's name beside the timecode, as cameras and ingest tools write it.
     ff $(video 320x240 25 1) -c:v mjpeg -q:v 5 -timecode 10:00:00:00 -metadata:s:v:0 reel_name=REEL01 $exact \

@@ -109,7 +109,8 @@ TEST(MxfIndexTables, SegmentsRoundTripAlsoPastSixtyFourKilobytes)
     EXPECT_TRUE(back.indexEntries[12].isKeyFrame());
     EXPECT_TRUE(back.indexEntries[13].isPFrame());
 
-    // XDCAM style: every entry but the last twice, the copies' offsets doubled.
+    // XDCAM style: every entry but the last twice, the copy with doubled
+    // offsets first, where readers look.
     CMxf_IndexTable_Segment xdcam;
     xdcam.setXDCAM(true);
     xdcam.indexEntries = {segment.indexEntries[1], segment.indexEntries[2]};
@@ -120,7 +121,8 @@ TEST(MxfIndexTables, SegmentsRoundTripAlsoPastSixtyFourKilobytes)
     CMxf_IndexTable_Segment doubled;
     doubled.read(item);
     ASSERT_EQ(doubled.indexEntries.size(), 3u);
-    EXPECT_EQ(doubled.indexEntries[1].temporalOffset, 2 * segment.indexEntries[1].temporalOffset);
+    EXPECT_EQ(doubled.indexEntries[0].temporalOffset, 2 * segment.indexEntries[1].temporalOffset);
+    EXPECT_EQ(doubled.indexEntries[1].temporalOffset, segment.indexEntries[1].temporalOffset);
     EXPECT_EQ(doubled.indexEntries[2].streamOffset, segment.indexEntries[2].streamOffset);
 }
 

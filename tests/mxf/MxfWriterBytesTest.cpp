@@ -170,10 +170,11 @@ TEST_F(MxfWriterBytes, LongGopIndexInTheBodyPartition)
         SCOPED_TRACE("entry " + std::to_string(i));
         const CMxf_IndexTable_IndexEntry& entry = segment.indexEntries[i];
         const Frame& frame = source.video[i];
-        // I 0x80, P 0x30, B 0x20, and 0x40 with a sequence header.
+        // I 0x80, P 0x20 (forward), B 0x30 (both ways), and 0x40 with a
+        // sequence header.
         const uint8_t expectedFlags = (frame.frameType & HalcIFrame)   ? 0x80
-                                      : (frame.frameType & HalcBFrame) ? 0x20
-                                                                       : 0x30;
+                                      : (frame.frameType & HalcBFrame) ? 0x30
+                                                                       : 0x20;
         EXPECT_EQ(entry.flags, expectedFlags | ((frame.frameType & HalcSequenceHeader) ? 0x40 : 0));
         EXPECT_EQ(entry.streamOffset, streamOffset);
         // The entry at a display position leads to the entry coded for it.

@@ -41,7 +41,10 @@ public:
             errno = ENOSPC;
             return false;
         }
-        return m_inner->write(buffer, size);
+        const bool written = m_inner->write(buffer, size);
+        if (written && m_faults->onWrite)
+            m_faults->onWrite(position, size);
+        return written;
     }
     bool setPosition(uint64_t position) override { return m_inner->setPosition(position); }
     uint64_t getPosition() const override { return m_inner->getPosition(); }

@@ -30,6 +30,8 @@ public:
         // Told of each read that got bytes: where, and how many. Set before
         // the files are opened.
         std::function<void(uint64_t position, size_t got)> onRead;
+        // Told of each write that reached the file: where, and how many bytes.
+        std::function<void(uint64_t position, size_t size)> onWrite;
     };
 
     FaultyFiles();

@@ -201,4 +201,36 @@ void expectReaderGivesThePictures(const std::string& path, const Source& source)
     }
 }
 
+void expectFirstPicturesReadable(const std::string& path, const std::string& sourcePath,
+                                 const std::vector<Frame>& pictures, size_t count)
+{
+    std::vector<AviTest::Packet> ours;
+    for (const AviTest::Packet& p : AviTest::ffprobePackets(path))
+        if (p.stream == 0)
+            ours.push_back(p);
+    const std::vector<AviTest::Packet> theirs = AviTest::ffprobePackets(sourcePath);
+    ASSERT_GE(ours.size(), count) << "ffprobe";
+    ASSERT_GE(theirs.size(), count);
+    for (size_t i = 0; i < count; ++i)
+        EXPECT_EQ(ours[i].hash, theirs[i].hash) << "ffprobe, frame " << i;
+
+    Corvidane::MXF::CMxf_FileReader reader;
+    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
+    int video = -1;
+    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
+        if (reader.get_IsVideo(s))
+            video = s;
+    ASSERT_GE(video, 0);
+    ASSERT_GE(reader.get_Length(video), count) << "our reader";
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 22);
+    for (unsigned frame = 0; frame < count && frame < pictures.size(); ++frame) {
+        unsigned offset = 0, size = 0;
+        ASSERT_TRUE(isSuccess(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+            << "our reader, frame " << frame << ": " << narrowText(reader.getLastError());
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), pictures[frame].bytes)
+            << "our reader, frame " << frame;
+    }
+}
+
 } // namespace MxfWriterTest

@@ -63,4 +63,10 @@ std::string narrowText(const wchar_t* wide);
 // source's pictures, byte for byte.
 void expectReaderGivesThePictures(const std::string& path, const Source& source);
 
+// A file that may still be growing (or whose writer died) holds at least the
+// first `count` pictures of `pictures`: ffprobe finds them with the hashes it
+// gives the raw stream at `sourcePath`, and our reader reads them byte for byte.
+void expectFirstPicturesReadable(const std::string& path, const std::string& sourcePath,
+                                 const std::vector<Frame>& pictures, size_t count);
+
 } // namespace MxfWriterTest

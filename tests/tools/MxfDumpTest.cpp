@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "quicktime/JsonValue.h"
+#include "support/MediainfoDetails.h"
 #include "support/TempDir.h"
 #include "support/TestMedia.h"
 
@@ -45,34 +45,6 @@ const std::map<std::string, std::string> classOfMediainfoName = {
     {"Wave Audio Descriptor", "WAVEPCMDescriptor"},
     {"AVC Sub-Descriptor", "AVCSubDescriptor"},
 };
-
-struct MediainfoItem {
-    long long offset;
-    std::string name;
-    long long size;
-};
-
-// The items mediainfo lists at the top level of its detailed view: offset, name, size.
-std::vector<MediainfoItem> mediainfoItems(const std::string& path)
-{
-    std::vector<MediainfoItem> items;
-    std::istringstream lines(runCommand("mediainfo --Details=1 " + shellQuote(path)));
-    std::string line;
-    while (std::getline(lines, line)) {
-        size_t space = line.find(' ');
-        if (space == std::string::npos || space == 0 || line.find_first_not_of("0123456789ABCDEF") != space ||
-            space + 1 >= line.size() || line[space + 1] == ' ')
-            continue;
-        size_t open = line.rfind(" (");
-        if (open == std::string::npos || line.find(" bytes)", open) == std::string::npos)
-            continue;
-        std::string name = line.substr(space + 1, open - space - 1);
-        name = name.substr(0, name.find(" - "));
-        items.push_back({std::strtoll(line.substr(0, space).c_str(), nullptr, 16), name,
-                         std::atoll(line.c_str() + open + 2)});
-    }
-    return items;
-}
 
 class MxfDump : public ::testing::TestWithParam<const char*> {};
 
