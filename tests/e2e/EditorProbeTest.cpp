@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "quicktime/JsonValue.h"
 #include "quicktime/MediaName.h"
+#include "support/TempDir.h"
 #include "support/TestMedia.h"
 
 // What the editor sees of a file, as cvtool probe shows it through the read
@@ -129,6 +133,72 @@ INSTANTIATE_TEST_SUITE_P(FrontEnd, EditorProbe,
                                            "h264_aac.mp4", "avi_dv_pal.avi", "avi_mjpeg_pcm16.avi",
                                            "mxf_op1a_mpeg2_pcm24.mxf", "mxf_op1a_dv.mxf", "mxf_opatom_dnxhd.mxf"),
                          mediaTestName);
+
+// Every fixture the plug-in reads: the names tests/media/make_media.sh makes,
+// by extension, less the one above 1 GiB that only a disabled test makes.
+const std::vector<std::string>& readableFixtures()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> found;
+        std::ifstream script(CV_MEDIA_SCRIPT);
+        const std::regex recipe("^([a-z0-9_]+\\.(mov|mp4|m4a|m4v|lrv|avi|mxf))\\)$");
+        std::smatch match;
+        for (std::string line; std::getline(script, line);)
+            if (std::regex_match(line, match, recipe) && match[1] != "avi_opendml_1g.avi")
+                found.push_back(match[1]);
+        return found;
+    }();
+    return names;
+}
+
+std::vector<const char*> fixtureNames()
+{
+    std::vector<const char*> names;
+    for (const std::string& name : readableFixtures())
+        names.push_back(name.c_str());
+    return names;
+}
+
+// What a consumer written for ffprobe's JSON (tests/e2e/ffprobe_consumer.py)
+// makes of a document: a line for the format, one per stream, one for the
+// packets; with its exit status.
+std::string consume(const std::string& document, int* status)
+{
+    TempDir dir;
+    writeFile(dir.file("probe.json"), document);
+    return runCommand("python3 " + shellQuote(std::string(CV_TESTS_DIR) + "/e2e/ffprobe_consumer.py") + " < " +
+                          shellQuote(dir.file("probe.json")) + " 2>&1",
+                      status);
+}
+
+size_t lineCount(const std::string& text) { return size_t(std::count(text.begin(), text.end(), '\n')); }
+
+class FfprobeConsumer : public ::testing::TestWithParam<const char*> {};
+
+// The consumer reads ffprobe's document of the file, and ours, with and
+// without packets, unchanged.
+TEST_P(FfprobeConsumer, ReadsOurProbeAsItReadsFfprobes)
+{
+    const std::string path = testMedia(GetParam());
+    int status = 0;
+    const std::string their = runCommand("ffprobe -v error -show_format -show_streams -show_packets -of json " +
+                                         shellQuote(path));
+    const size_t theirStreams = parseJson(their)["streams"].items.size();
+    std::string read = consume(their, &status);
+    ASSERT_EQ(status, 0) << "ffprobe's own document: " << read;
+    EXPECT_EQ(lineCount(read), theirStreams + 2) << read;
+
+    for (const char* options : {"probe ", "probe --packets "}) {
+        const std::string our =
+            runCommand("HC_LOG_FILE=/dev/null " + shellQuote(CVTOOL_PATH) + " " + options + shellQuote(path), &status);
+        ASSERT_EQ(status, 0) << options;
+        read = consume(our, &status);
+        EXPECT_EQ(status, 0) << options << read;
+        EXPECT_EQ(lineCount(read), parseJson(our)["streams"].items.size() + 2) << options << read;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryFixture, FfprobeConsumer, ::testing::ValuesIn(fixtureNames()), mediaTestName);
 
 // The files made to show a mapping do show it: the field orders, the colour,
 // the non-square pixels, the capture rate and the variable rate.
