@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -94,21 +93,24 @@ TEST_P(EditorProbe, AgreesWithFfprobeOnWhatTheEditorSees)
         const JsonValue& t = *theirVideo;
         const double frame = 1.0 / rateOf(t["r_frame_rate"]);
         EXPECT_NEAR(number(containerValue(v, "duration")), number(t["duration"]), frame + 1e-6);
-        if (t.has("nb_frames"))
+        if (t.has("nb_frames")) {
             EXPECT_EQ(containerValue(v, "nb_frames").integer(), t["nb_frames"].integer());
+        }
         // The repaired length and rate still give the duration shown.
         EXPECT_NEAR(number(v["duration"]), number(v["nb_frames"]) / rateOf(v["avg_frame_rate"]), 1e-3);
         EXPECT_EQ(v["sample_aspect_ratio"].text, t["sample_aspect_ratio"].text);
         // MXF pictures are as high as stored (whole rows of 16 lines from
         // ffmpeg), and the picture's aspect follows that height.
-        if (v["height"].integer() == t["height"].integer())
+        if (v["height"].integer() == t["height"].integer()) {
             EXPECT_EQ(v["display_aspect_ratio"].text, t["display_aspect_ratio"].text);
+        }
         // What the container doesn't say (an H.264 movie's scan), ffprobe
         // learns from the pictures, and what the pictures don't say it
         // leaves out; where both say, they agree.
         for (const char* key : {"field_order", "color_primaries", "color_transfer"})
-            if (v.has(key) && t.has(key) && t[key].text != "unknown")
+            if (v.has(key) && t.has(key) && t[key].text != "unknown") {
                 EXPECT_EQ(v[key].text, t[key].text) << key;
+            }
     }
 
     const JsonValue* ourAudio = firstOfType(our, "audio");
@@ -121,8 +123,9 @@ TEST_P(EditorProbe, AgreesWithFfprobeOnWhatTheEditorSees)
         // Within one coded frame of sound (AAC's 1024 samples), where
         // ffprobe tells one (not for sound in AVI).
         const double sampleRate = number((*theirAudio)["sample_rate"]);
-        if (theirAudio->has("duration"))
+        if (theirAudio->has("duration")) {
             EXPECT_NEAR(number((*ourAudio)["duration"]), number((*theirAudio)["duration"]), 1024 / sampleRate + 1e-6);
+        }
     }
 }
 
@@ -141,11 +144,16 @@ const std::vector<std::string>& readableFixtures()
     static const std::vector<std::string> names = [] {
         std::vector<std::string> found;
         std::ifstream script(CV_MEDIA_SCRIPT);
-        const std::regex recipe("^([a-z0-9_]+\\.(mov|mp4|m4a|m4v|lrv|avi|mxf))\\)$");
-        std::smatch match;
-        for (std::string line; std::getline(script, line);)
-            if (std::regex_match(line, match, recipe) && match[1] != "avi_opendml_1g.avi")
-                found.push_back(match[1]);
+        // A recipe starts with its name and a parenthesis, alone on a line.
+        for (std::string line; std::getline(script, line);) {
+            const std::string name = line.substr(0, line.size() - 1);
+            const std::string extension = name.substr(name.rfind('.') + 1);
+            const bool recipe = !line.empty() && line.back() == ')' && name.find('.') != std::string::npos &&
+                                name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_.") == std::string::npos;
+            if (recipe && std::string(" mov mp4 m4a m4v lrv avi mxf ").find(" " + extension + " ") != std::string::npos &&
+                name != "avi_opendml_1g.avi")
+                found.push_back(name);
+        }
         return found;
     }();
     return names;

@@ -69,8 +69,9 @@ TEST(ProbePackets, ComeInFileOrder)
         std::set<long long> streams;
         for (size_t i = 0; i < packets.items.size(); ++i) {
             streams.insert(packets.items[i]["stream_index"].integer());
-            if (i > 0)
+            if (i > 0) {
                 EXPECT_GE(packets.items[i]["pos"].integer(), packets.items[i - 1]["pos"].integer()) << name << " " << i;
+            }
         }
         EXPECT_GE(streams.size(), 2u) << name << ": the streams are interleaved";
     }
@@ -97,8 +98,9 @@ TEST(ProbePackets, TimesAgreeWithFfprobe)
             EXPECT_NEAR(a[i]["pts"].integer() * ourBase, b[i]["pts"].integer() * theirBase - theirStart, 1e-6) << i;
             EXPECT_NEAR(a[i]["duration"].integer() * ourBase, b[i]["duration"].integer() * theirBase, 1e-6) << i;
             EXPECT_LE(a[i]["dts"].integer(), a[i]["pts"].integer()) << i;
-            if (i > 0)
+            if (i > 0) {
                 EXPECT_GT(a[i]["dts"].integer(), a[i - 1]["dts"].integer()) << i;
+            }
         }
     }
     const JsonValue sound = parseJson(probe("--packets -select_streams a " + shellQuote(testMedia("prores_pcm24_tc.mov"))));
@@ -137,22 +139,27 @@ TEST(ProbeSelection, StreamsSectionsAndKeysAsFfprobeSelectsThem)
             for (size_t i = 0; i < our[section].items.size(); ++i) {
                 const JsonValue& a = our[section].items[i];
                 const JsonValue& b = their[section].items[i];
-                for (const auto& member : b.members)
-                    // The keys ffprobe can't give without the pictures, and
-                    // the tags it has and we don't, aside.
-                    if (member.first != "disposition" && member.first != "tags" && member.first.find("codec_") != 0)
+                // The keys ffprobe can't give without the pictures, and the
+                // tags it has and we don't, aside.
+                for (const auto& member : b.members) {
+                    if (member.first != "disposition" && member.first != "tags" && member.first.find("codec_") != 0) {
                         EXPECT_TRUE(a.has(member.first)) << section << " " << i << " " << member.first;
+                    }
+                }
                 for (const auto& member : a.members)
                     EXPECT_TRUE(b.has(member.first)) << section << " " << i << " " << member.first;
-                if (b.has("index"))
+                if (b.has("index")) {
                     EXPECT_EQ(a["index"].integer(), b["index"].integer());
-                if (b.has("tags") && b["tags"].has("timecode"))
+                }
+                if (b.has("tags") && b["tags"].has("timecode")) {
                     EXPECT_EQ(a["tags"]["timecode"].text, b["tags"]["timecode"].text);
+                }
             }
         }
-        if (their.has("format"))
+        if (their.has("format")) {
             for (const auto& member : our["format"].members)
                 EXPECT_TRUE(their["format"].has(member.first)) << member.first;
+        }
     }
 }
 
