@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
