@@ -112,9 +112,17 @@ void Builder::add(const std::string& name, bool value)
     m_text += value ? "true" : "false";
 }
 
+std::string Builder::drain()
+{
+    std::string text = (m_drained ? "" : "{") + m_text;
+    m_text.clear();
+    m_drained = true;
+    return text;
+}
+
 std::string Builder::output() const
 {
-    std::string text = "{" + m_text;
+    std::string text = (m_drained ? "" : "{") + m_text;
     for (size_t depth = m_levels.size(); depth-- > 1;) {
         if (!m_levels[depth].empty)
             newline(depth, text);

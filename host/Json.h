@@ -25,8 +25,12 @@ public:
     void add(const std::string& name, double value);
     void add(const std::string& name, bool value);
 
-    // The document so far, with every open object and array closed.
+    // The document so far, with every open object and array closed; after
+    // drain(), only what was added since, with the closing.
     std::string output() const;
+    // Takes the text added so far, for writing out a long document as it
+    // grows; output() then gives the rest.
+    std::string drain();
 
 private:
     void member(const std::string& name);
@@ -39,6 +43,7 @@ private:
     int m_indent;
     std::string m_text;
     std::vector<Level> m_levels;
+    bool m_drained = false;
 };
 
 // A JSON string literal of a UTF-8 text, quotes included.

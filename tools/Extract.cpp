@@ -108,11 +108,9 @@ int extractStream(Hc::FileReaderResource& resource, const std::vector<std::strin
     if (paths.size() != 2)
         return 2;
     const std::wstring source = Corvidane::fromUtf8(paths[0]);
-    std::unique_ptr<FileReadInstance> file = openLikeTheEditor(resource, source);
-    if (!file) {
-        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", paths[0].c_str());
+    std::unique_ptr<FileReadInstance> file = openClip(resource, source);
+    if (!file)
         return 1;
-    }
     if (stream < 0)
         stream = file->videoStream() >= 0 ? file->videoStream() : file->firstAudioStream();
     const int firstAudio = file->firstAudioStream();

@@ -2,7 +2,9 @@
 // It opens the file through the plug-in, measures it again and again with
 // recalculateSize, and reads every frame that has appeared, printing the MD5
 // of each as `cvtool capture` does, so the two outputs can be compared. It
-// fails when a stream's length goes down or a frame can't be read.
+// fails when a stream's length goes down or a frame can't be read. A file
+// whose capture is already over is read to its end through its container's
+// reader.
 #include "tools/Follow.h"
 
 #include <algorithm>
@@ -25,17 +27,12 @@ using Corvidane::MediaFileReader;
 
 namespace {
 
-struct Options {
-    std::string handshake;
-    unsigned pollMilliseconds = 20;
-    double timeoutSeconds = 60;
-    bool times = false;
-    std::string file;
-};
+// The file type the growing-file reader answers.
+constexpr int growingFileType = 6;
 
 class Follower {
 public:
-    Follower(Hc::FileReaderResource& resource, const Options& options) : m_resource(resource), m_options(options)
+    Follower(Hc::FileReaderResource& resource, const FollowOptions& options) : m_resource(resource), m_options(options)
     {
         // The plug-in's file service takes absolute paths only.
         m_path = Corvidane::fromUtf8(std::filesystem::absolute(options.file).string());
@@ -89,15 +86,45 @@ private:
     {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(m_options.timeoutSeconds);
         while (std::chrono::steady_clock::now() < deadline) {
-            bool capturing = sidecarsExist();
-            if (!capturing && m_reader)
-                return pass() && reopen() ? 0 : 1;
-            if ((capturing || m_reader) && !pass())
+            // A capture makes the sidecars before the file and removes them
+            // when it is done, so a file seen without them is finished.
+            std::error_code error;
+            const bool exists = std::filesystem::exists(m_options.file, error);
+            const bool capturing = sidecarsExist();
+            if (exists && !capturing)
+                return m_reader ? (pass() && reopen() ? 0 : 1) : readFinished();
+            if (!capturing)
+                sayWaiting();
+            else if (!pass())
                 return 1;
             std::this_thread::sleep_for(std::chrono::milliseconds(m_options.pollMilliseconds));
         }
-        std::fprintf(stderr, "cvtool follow: timed out\n");
+        std::fprintf(stderr, "cvtool follow: timed out waiting for %s\n", m_options.file.c_str());
         return 1;
+    }
+
+    // Reads a file whose capture ended before the follower came, all of it.
+    int readFinished()
+    {
+        m_file = openClip(m_resource, m_path);
+        m_reader = m_file ? m_file->containerReader() : nullptr;
+        if (!m_reader)
+            return 1;
+        m_streams.assign(static_cast<size_t>(m_reader->get_StreamCount()), Stream{});
+        // The pictures and sound the editor reads; a timecode track may have
+        // nothing to read.
+        for (unsigned s = 0; s < m_streams.size(); ++s)
+            if (!m_reader->get_IsTimeCode(int(s)) && !readNew(s))
+                return 1;
+        std::printf("finished: container reader\n");
+        return 0;
+    }
+
+    void sayWaiting()
+    {
+        if (!m_waiting)
+            std::fprintf(stderr, "cvtool follow: waiting for the first rows of %s\n", m_options.file.c_str());
+        m_waiting = true;
     }
 
     bool sidecarsExist() const
@@ -115,17 +142,17 @@ private:
     bool pass()
     {
         if (!m_reader) {
-            m_file = openLikeTheEditor(m_resource, m_path);
+            // Until the first block of rows is down the plug-in refuses the
+            // file, which is no news.
+            std::string refusal;
+            m_file = openLikeTheEditor(m_resource, m_path, &refusal);
             m_reader = m_file ? m_file->containerReader() : nullptr;
             if (!m_reader) {
                 m_file.reset();
-                if (!m_refused)
-                    std::printf("open refused\n");
-                m_refused = true;
-                std::fflush(stdout);
+                sayWaiting();
                 return true;
             }
-            if (m_reader->get_FileType() != 6) {
+            if (m_reader->get_FileType() != growingFileType) {
                 std::fprintf(stderr, "cvtool follow: %s isn't read as a growing file\n", m_options.file.c_str());
                 return false;
             }
@@ -155,7 +182,9 @@ private:
             return true;
         if (m_reader->essenceOpen(s) != OK)
             return false;
-        bool audio = m_reader->get_IsAudio(index);
+        // Audio of a capture is addressed by sound sample, one frame's worth
+        // per entry; a container's audio, as its video, by entry.
+        const bool bySoundSample = m_reader->get_IsAudio(index) && m_reader->get_FileType() == growingFileType;
         unsigned bytesPerSample =
             static_cast<unsigned>(m_reader->get_ChannelCount(index) * m_reader->get_BitsPerSample(index) / 8);
         for (; stream.read < length; ++stream.read) {
@@ -164,12 +193,11 @@ private:
                 std::fprintf(stderr, "cvtool follow: no entry %u in stream %u\n", stream.read, s);
                 return false;
             }
-            m_buffer.resize(std::max<size_t>(m_buffer.size(), entry.size));
+            // Room for the whole sectors an unbuffered reader reads around it.
+            m_buffer.resize(std::max<size_t>(m_buffer.size(), size_t(entry.size) + 2 * 65536));
             unsigned offset = 0, size = 0;
-            // Audio of a capture is addressed by sound sample, one frame's
-            // worth per entry; video by sample.
-            unsigned count = audio && bytesPerSample ? entry.size / bytesPerSample : 1;
-            unsigned long start = audio ? stream.samples : stream.read;
+            unsigned count = bySoundSample && bytesPerSample ? entry.size / bytesPerSample : 1;
+            unsigned long start = bySoundSample ? stream.samples : stream.read;
             CvResult result = m_reader->essenceRead(start, count, m_buffer.data(),
                                                     static_cast<unsigned>(m_buffer.size()), offset, size);
             if (result != OK || size != entry.size) {
@@ -222,7 +250,7 @@ private:
     {
         std::unique_ptr<FileReadInstance> fresh = openLikeTheEditor(m_resource, m_path);
         MediaFileReader* reader = fresh ? fresh->containerReader() : nullptr;
-        if (reader && reader->get_FileType() == 6) {
+        if (reader && reader->get_FileType() == growingFileType) {
             std::fprintf(stderr, "cvtool follow: the finished file is still read as a growing file\n");
             return false;
         }
@@ -232,38 +260,20 @@ private:
     }
 
     Hc::FileReaderResource& m_resource;
-    const Options& m_options;
+    const FollowOptions& m_options;
     std::wstring m_path;
     std::unique_ptr<FileReadInstance> m_file;
     MediaFileReader* m_reader = nullptr;
     unsigned m_usable = 0;
-    bool m_refused = false;
+    bool m_waiting = false;
     std::vector<Stream> m_streams;
     std::vector<unsigned char> m_buffer = std::vector<unsigned char>(1 << 20);
 };
 
 } // namespace
 
-int followFile(Hc::FileReaderResource& resource, const std::vector<std::string>& args)
+int followFile(Hc::FileReaderResource& resource, const FollowOptions& options)
 {
-    Options options;
-    for (size_t i = 0; i < args.size(); ++i) {
-        bool hasValue = i + 1 < args.size();
-        if (args[i] == "--handshake" && hasValue)
-            options.handshake = args[++i];
-        else if (args[i] == "--poll-ms" && hasValue)
-            options.pollMilliseconds = static_cast<unsigned>(std::atoi(args[++i].c_str()));
-        else if (args[i] == "--timeout" && hasValue)
-            options.timeoutSeconds = std::atof(args[++i].c_str());
-        else if (args[i] == "--times")
-            options.times = true;
-        else if (options.file.empty() && args[i].rfind("--", 0) != 0)
-            options.file = args[i];
-        else
-            return 2;
-    }
-    if (options.file.empty())
-        return 2;
     Follower follower(resource, options);
     return follower.run();
 }

@@ -1,11 +1,17 @@
 #pragma once
 #include <string>
-#include <vector>
 
 #include "host/FileReaderResource.h"
 
-// `cvtool follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE`:
-// reads a file that is being captured through the plug-in while it grows,
-// printing "STREAM ENTRY MD5" per frame. Returns the exit code; 2 for
-// arguments it doesn't take.
-int followFile(Hc::FileReaderResource& resource, const std::vector<std::string>& args);
+struct FollowOptions {
+    std::string handshake;  // the folder of the named pipes shared with a capture; empty to poll
+    unsigned pollMilliseconds = 20;
+    double timeoutSeconds = 60;
+    bool times = false;
+    std::string file;
+};
+
+// `cvtool follow`: reads a file that is being captured through the plug-in
+// while it grows, printing "STREAM ENTRY MD5" per frame; a file whose capture
+// is over is read to its end. Returns the exit code.
+int followFile(Hc::FileReaderResource& resource, const FollowOptions& options);

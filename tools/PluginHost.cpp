@@ -1,6 +1,11 @@
 #include "tools/PluginHost.h"
 
+#include <cstdio>
 #include <dlfcn.h>
+
+#include "frame/Utf8.h"
+#include "host/Log.h"
+#include "tools/PluginLog.h"
 
 namespace {
 using EntryPoint = bool (*)(HcPluginBase*&);
@@ -52,10 +57,46 @@ PluginHost::~PluginHost()
         ::dlclose(m_library);
 }
 
-std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path)
+std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path,
+                                                    std::string* refusal)
 {
+    PluginLogCapture picturesAndSound;
     std::unique_ptr<FileReadInstance> file(resource.openFile(path, 0, OpenVideoAndAudio));
-    if (!file)
-        file.reset(resource.openFile(path, 0, OpenAudio));
-    return file;
+    if (file) {
+        picturesAndSound.passOn();
+        return file;
+    }
+    // A file of sound alone is refused for pictures first; that refusal is
+    // no news when the second open takes it.
+    const std::string reason = picturesAndSound.take();
+    PluginLogCapture soundAlone;
+    file.reset(resource.openFile(path, 0, OpenAudio));
+    if (file) {
+        soundAlone.passOn();
+        return file;
+    }
+    if (refusal)
+        *refusal = reason;
+    else if (!reason.empty())
+        Log("%s", reason.c_str());
+    return nullptr;
+}
+
+std::unique_ptr<FileReadInstance> openClip(Hc::FileReaderResource& resource, const std::wstring& path)
+{
+    std::string refusal;
+    std::unique_ptr<FileReadInstance> file = openLikeTheEditor(resource, path, &refusal);
+    if (file && file->containerReader())
+        return file;
+    std::string name;
+    Corvidane::toUtf8(path, name);
+    std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file%s\n", name.c_str(), refusal.empty() ? "" : ":");
+    // The plug-in's lines, indented under ours.
+    for (size_t start = 0; start < refusal.size();) {
+        size_t end = refusal.find('\n', start);
+        end = end == std::string::npos ? refusal.size() : end;
+        std::fprintf(stderr, "  %s\n", refusal.substr(start, end - start).c_str());
+        start = end + 1;
+    }
+    return nullptr;
 }

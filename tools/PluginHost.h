@@ -28,5 +28,12 @@ private:
 };
 
 // Opens a file as the editor opens a clip: for its pictures and sound, or,
-// when it has no pictures to give, for its sound alone. Null when neither.
-std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path);
+// when it has no pictures to give, for its sound alone. Null when neither;
+// then what the plug-in logged of the first attempt goes to `refusal` when
+// one is given, else to the log, once.
+std::unique_ptr<FileReadInstance> openLikeTheEditor(Hc::FileReaderResource& resource, const std::wstring& path,
+                                                    std::string* refusal = nullptr);
+
+// openLikeTheEditor for a command that reads the file: when the plug-in
+// refuses it, says so on standard error, the plug-in's own account after.
+std::unique_ptr<FileReadInstance> openClip(Hc::FileReaderResource& resource, const std::wstring& path);

@@ -16,7 +16,7 @@
 #include "host/FrameRates.h"
 #include "host/Json.h"
 #include "tools/PluginHost.h"
-#include "tools/Md5.h"
+#include "tools/ProbePackets.h"
 
 using Corvidane::MediaFileReader;
 
@@ -158,6 +158,39 @@ std::string editorTimecodeText(const FileReadInstance& file)
     return text;
 }
 
+// The members of one section that the selection shows; a section that isn't
+// shown takes its members and writes nothing.
+class Section {
+public:
+    Section(JSON::Builder& json, const ProbeSelection& selection, ProbeSelection::Section section, bool shown)
+        : m_json(json), m_selection(selection), m_section(section), m_shown(shown)
+    {
+    }
+
+    template <class Value>
+    void add(const std::string& key, const Value& value)
+    {
+        if (m_shown && m_selection.shows(m_section, key))
+            m_json.add(key, value);
+    }
+    void start(const std::string& name = {})
+    {
+        if (m_shown)
+            m_json.startChild(name);
+    }
+    void end()
+    {
+        if (m_shown)
+            m_json.endChild();
+    }
+
+private:
+    JSON::Builder& m_json;
+    const ProbeSelection& m_selection;
+    ProbeSelection::Section m_section;
+    bool m_shown;
+};
+
 class Prober {
 public:
     Prober(FileReadInstance& file, const std::wstring& path, const ProbeOptions& options)
@@ -165,268 +198,226 @@ public:
     {
     }
 
-    bool run(JSON::Builder& json)
+    // Writes the document out as it goes; false when a read failed, with
+    // the document ended after what was gathered.
+    bool run()
     {
-        int count = m_reader.get_StreamCount();
+        const ProbeSelection& selection = m_options.selection;
+        const int count = m_reader.get_StreamCount();
         std::string fileTimecode;
         for (int stream = 0; stream < count && fileTimecode.empty(); ++stream)
             if (m_reader.get_IsTimeCode(stream))
                 fileTimecode = timecodeText(m_reader, stream);
 
-        json.startArray("streams");
-        for (int stream = 0; stream < count; ++stream)
-            describeStream(json, stream);
-        json.endArray();
-
-        json.startChild("format");
-        json.add("format_name", formatName(m_reader.get_FileType()));
-        json.add("nb_streams", count);
-        std::error_code error;
-        const uint64_t size = std::filesystem::file_size(std::filesystem::path(m_path), error);
-        json.add("duration", secondsText(m_longest));
-        if (!error) {
-            json.add("size", std::to_string(size));
-            if (m_longest > 0)
-                json.add("bit_rate", std::to_string(llround(double(size) * 8 / m_longest)));
+        // Every stream is described, shown or not: the format's duration is
+        // the longest of them, and each gives its packets' time base.
+        const bool showStreams = selection.shows(ProbeSelection::Streams, m_options.packets);
+        if (showStreams)
+            m_json.startArray("streams");
+        int numberOfKind[128] = {};
+        for (int stream = 0; stream < count; ++stream) {
+            const char kind = codecType(stream)[0];
+            if (selection.selects(stream, kind, numberOfKind[int(kind)]++)) {
+                m_selected.push_back(stream);
+                describeStream(stream, showStreams);
+            } else {
+                describeStream(stream, false);
+            }
         }
-        json.startChild("tags");
-        if (!fileTimecode.empty())
-            json.add("timecode", fileTimecode);
-        if (m_file.videoMetadata().creationTime > 0)
-            json.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
-        json.endChild();
-        json.endChild();
+        if (showStreams)
+            m_json.endArray();
 
-        if (!m_options.packets)
-            return true;
-        json.startArray("packets");
-        for (int stream = 0; stream < count; ++stream)
-            if (!listPackets(json, stream))
-                return false;
-        json.endArray();
-        return true;
+        Section format(m_json, selection, ProbeSelection::Format, selection.shows(ProbeSelection::Format, false));
+        format.start("format");
+        format.add("format_name", formatName(m_reader.get_FileType()));
+        format.add("nb_streams", count);
+        std::error_code error;
+        const uint64_t size = std::filesystem::file_size(narrow(m_path), error);
+        format.add("duration", secondsText(m_longest));
+        if (!error) {
+            format.add("size", std::to_string(size));
+            if (m_longest > 0)
+                format.add("bit_rate", std::to_string(llround(double(size) * 8 / m_longest)));
+        }
+        Section tags(m_json, selection, ProbeSelection::FormatTags,
+                     selection.shows(ProbeSelection::Format, false) && selection.shows(ProbeSelection::FormatTags, false));
+        tags.start("tags");
+        if (!fileTimecode.empty())
+            tags.add("timecode", fileTimecode);
+        if (m_file.videoMetadata().creationTime > 0)
+            tags.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
+        tags.end();
+        format.end();
+        flush();
+
+        return !selection.shows(ProbeSelection::Packets, m_options.packets) || listPackets();
     }
 
-    std::string error() const { return m_error; }
+    // The rest of the document, every open object and array closed.
+    std::string ending() const { return m_json.output(); }
+    const std::string& error() const { return m_error; }
 
 private:
-    void describeStream(JSON::Builder& json, int stream)
+    void flush() { std::fputs(m_json.drain().c_str(), stdout); }
+
+    const char* codecType(int stream)
+    {
+        return m_reader.get_IsVideo(stream) ? "video" : m_reader.get_IsAudio(stream) ? "audio" : "data";
+    }
+
+    void describeStream(int stream, bool shown)
     {
         const bool video = m_reader.get_IsVideo(stream);
         const bool audio = m_reader.get_IsAudio(stream);
-        json.startChild();
-        json.add("index", stream);
-        json.add("codec_type", video ? "video" : audio ? "audio" : "data");
+        Section out(m_json, m_options.selection, ProbeSelection::Streams, shown);
+        out.start();
+        out.add("index", stream);
+        out.add("codec_type", codecType(stream));
         unsigned fcc = 0;
         if (isSuccess(m_reader.get_FCC(stream, fcc)))
-            json.add("codec_tag_string", Corvidane::fourCCToString(fcc));
+            out.add("codec_tag_string", Corvidane::fourCCToString(fcc));
         int rate = 0, scale = 0;
         const bool rated = isSuccess(m_reader.get_RateAndScale(stream, &rate, &scale)) && rate > 0 && scale > 0;
         const int divisor = rated ? std::gcd(rate, scale) : 1;
         m_containerRate = rated ? std::to_string(rate / divisor) + "/" + std::to_string(scale / divisor) : "0/0";
+        // Pictures count in the container's units, one a sample; sound in
+        // samples of its rate, whose own samples may hold many. What a data
+        // sample lasts isn't told.
+        PacketStream packets{stream, video && rated ? 1 : 0};
         if (audio) {
             // Sound has no frame rate for ffprobe; its time counts in samples.
-            json.add("r_frame_rate", "0/0");
+            out.add("r_frame_rate", "0/0");
         } else if (rated) {
-            json.add("r_frame_rate", m_containerRate);
-            json.add("time_base", std::to_string(scale / divisor) + "/" + std::to_string(rate / divisor));
+            out.add("r_frame_rate", m_containerRate);
+            out.add("time_base", std::to_string(scale / divisor) + "/" + std::to_string(rate / divisor));
         }
-        if (stream == m_file.videoStream())
-            describeVideo(json);
-        else if (audio && m_file.firstAudioStream() >= 0 && stream >= m_file.firstAudioStream() &&
-                 size_t(stream - m_file.firstAudioStream()) < m_file.audioMetadata().size())
-            describeAudio(json, m_file.audioMetadata()[size_t(stream - m_file.firstAudioStream())], stream);
-        else
-            describeOther(json, stream, video);
-        json.startChild("tags");
+        if (stream == m_file.videoStream()) {
+            describeVideo(out);
+        } else if (audio && m_file.firstAudioStream() >= 0 && stream >= m_file.firstAudioStream() &&
+                   size_t(stream - m_file.firstAudioStream()) < m_file.audioMetadata().size()) {
+            const Aud::Metadata& sound = m_file.audioMetadata()[size_t(stream - m_file.firstAudioStream())];
+            describeAudio(out, sound, stream);
+            const double perSample = rated ? double(sound.sampleRate) * scale / rate : 0;
+            if (perSample >= 1 && std::fabs(perSample - std::round(perSample)) < 1e-6)
+                packets.ticksPerSample = llround(perSample);
+        } else {
+            describeOther(out, stream, video);
+        }
+        m_packetStreams.push_back(packets);
+        Section tags(m_json, m_options.selection, ProbeSelection::StreamTags,
+                     shown && m_options.selection.shows(ProbeSelection::StreamTags, false));
+        tags.start("tags");
         std::string timecode = m_reader.get_IsTimeCode(stream) ? timecodeText(m_reader, stream)
                                : stream == m_file.videoStream() ? editorTimecodeText(m_file)
                                                                  : std::string();
         if (!timecode.empty())
-            json.add("timecode", timecode);
+            tags.add("timecode", timecode);
         std::string reel = narrow(m_reader.getSourceTape());
         if (!reel.empty())
-            json.add("reel_name", reel);
+            tags.add("reel_name", reel);
         if (m_file.videoMetadata().creationTime > 0)
-            json.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
-        json.endChild();
-        json.endChild();
+            tags.add("creation_time", creationTimeText(m_file.videoMetadata().creationTime));
+        tags.end();
+        out.end();
     }
 
     // The video as the editor sees it, with the container's own values beside
     // those the front end repaired.
-    void describeVideo(JSON::Builder& json)
+    void describeVideo(Section& out)
     {
         const PlayFileMetadataRep& video = m_file.videoMetadata();
-        json.add("width", video.width);
-        json.add("height", video.height);
+        out.add("width", video.width);
+        out.add("height", video.height);
         const double rate = video.captureRate > 0 ? video.captureRate : Hc::getFramesPerSecond(video.frameRate);
-        json.add("avg_frame_rate", rateText(rate));
+        out.add("avg_frame_rate", rateText(rate));
         if (video.containerRate > 0 && std::fabs(video.containerRate - rate) > 0.001)
-            json.add("cv_container_frame_rate", m_containerRate);
-        json.add("nb_frames", std::to_string(video.length));
+            out.add("cv_container_frame_rate", m_containerRate);
+        out.add("nb_frames", std::to_string(video.length));
         if (video.containerLength != video.length)
-            json.add("cv_container_nb_frames", std::to_string(video.containerLength));
+            out.add("cv_container_nb_frames", std::to_string(video.containerLength));
         const double seconds = rate > 0 ? double(video.length) / rate : 0;
-        json.add("duration", secondsText(seconds));
+        out.add("duration", secondsText(seconds));
         if (video.containerRate > 0 && std::fabs(video.containerRate - rate) > 0.001)
-            json.add("cv_container_duration", secondsText(double(video.containerLength) / video.containerRate));
+            out.add("cv_container_duration", secondsText(double(video.containerLength) / video.containerRate));
         m_longest = std::max(m_longest, seconds);
         if (const char* order = fieldOrderName(video.scanMode))
-            json.add("field_order", order);
+            out.add("field_order", order);
         const long long n = video.pixelAspectNumerator > 0 ? video.pixelAspectNumerator : 1;
         const long long d = video.pixelAspectDenominator > 0 ? video.pixelAspectDenominator : 1;
-        json.add("sample_aspect_ratio", ratioText(n, d));
-        json.add("display_aspect_ratio", ratioText(n * video.width, d * video.height));
+        out.add("sample_aspect_ratio", ratioText(n, d));
+        out.add("display_aspect_ratio", ratioText(n * video.width, d * video.height));
         if (const char* primaries = primariesName(video.colourPrimaries))
-            json.add("color_primaries", primaries);
+            out.add("color_primaries", primaries);
         if (const char* transfer = transferName(video.transferCharacteristic))
-            json.add("color_transfer", transfer);
+            out.add("color_transfer", transfer);
     }
 
     // A stream the editor doesn't play (a second picture, timecode, data):
     // what the container says.
-    void describeOther(JSON::Builder& json, int stream, bool video)
+    void describeOther(Section& out, int stream, bool video)
     {
         if (video) {
-            json.add("width", m_reader.get_Width(stream));
-            json.add("height", m_reader.get_Height(stream));
+            out.add("width", m_reader.get_Width(stream));
+            out.add("height", m_reader.get_Height(stream));
         }
-        json.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
+        out.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
     }
 
-    void describeAudio(JSON::Builder& json, const Aud::Metadata& audio, int stream)
+    void describeAudio(Section& out, const Aud::Metadata& audio, int stream)
     {
-        json.add("avg_frame_rate", "0/0");
+        out.add("avg_frame_rate", "0/0");
         if (audio.sampleRate)
-            json.add("time_base", "1/" + std::to_string(audio.sampleRate));
-        json.add("sample_rate", std::to_string(audio.sampleRate));
-        json.add("channels", audio.channels);
-        json.add("bits_per_sample", audio.bitsPerSample);
-        json.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
+            out.add("time_base", "1/" + std::to_string(audio.sampleRate));
+        out.add("sample_rate", std::to_string(audio.sampleRate));
+        out.add("channels", audio.channels);
+        out.add("bits_per_sample", audio.bitsPerSample);
+        out.add("nb_frames", std::to_string(m_reader.get_Length(stream)));
         // An AAC frame holds 1024 samples; other codings count samples.
         const double samples = double(audio.length) * (audio.dataType == 140 ? 1024 : 1);
         const double seconds = audio.sampleRate ? samples / audio.sampleRate : 0;
-        json.add("duration", secondsText(seconds));
+        out.add("duration", secondsText(seconds));
         m_longest = std::max(m_longest, seconds);
     }
 
-    // One packet per sample, with two exceptions that give ffprobe's packets:
-    // audio samples are single sound frames, so a run of them lying back to
-    // back in the file is one packet, as the file's chunks are; and a data
-    // sample that stands for many units of time (a timecode sample) is
-    // listed once, not once per unit.
-    bool listPackets(JSON::Builder& json, int stream)
+    bool listPackets()
     {
-        // A timecode track whose values live in the headers (MXF) has no
-        // samples to list; ffprobe lists no packet for it either.
-        const bool timecode = m_reader.get_IsTimeCode(stream);
-        if (!isSuccess(m_reader.essenceOpen(static_cast<unsigned>(stream)))) {
-            m_error = "cannot open stream " + std::to_string(stream) + readerError();
-            return timecode;
-        }
-        bool audio = m_reader.get_IsAudio(stream);
-        bool data = !audio && !m_reader.get_IsVideo(stream);
-        unsigned length = m_reader.get_Length(stream);
-        unsigned sample = 0;
-        while (sample < length) {
-            Corvidane::IndexEntry first;
-            CvResult found = m_reader.getIndexEntry(sample, first);
-            // A fragmented movie's length is nominal: the reads mark its end.
-            if (found == HandleEOF && m_reader.isFragmented())
-                break;
-            if (!isSuccess(found)) {
-                m_error = "no index entry for sample " + std::to_string(sample) + " of stream " + std::to_string(stream) +
-                          readerError();
-                return timecode;
+        std::vector<PacketStream> streams;
+        for (int stream : m_selected)
+            streams.push_back(m_packetStreams[size_t(stream)]);
+        PacketLister lister(m_reader, streams, m_options.hashMd5);
+        m_json.startArray("packets");
+        Section out(m_json, m_options.selection, ProbeSelection::Packets, true);
+        for (ProbePacket packet; lister.next(packet);) {
+            out.start();
+            out.add("codec_type", codecType(packet.stream));
+            out.add("stream_index", packet.stream);
+            if (packet.timed) {
+                out.add("pts", packet.pts);
+                out.add("dts", packet.dts);
+                out.add("duration", packet.duration);
             }
-            unsigned count = 1;
-            uint64_t size = first.size;
-            while ((audio || data) && sample + count < length && size < maxAudioPacket) {
-                Corvidane::IndexEntry next;
-                if (!isSuccess(m_reader.getIndexEntry(sample + count, next)))
-                    break;
-                if (audio && next.offset == first.offset + size)
-                    size += next.size;
-                else if (!(data && next.offset == first.offset && next.size == first.size))
-                    break;
-                ++count;
-            }
-            std::string hash;
-            if (m_options.hashMd5 && !hashSamples(sample, data ? 1 : count, hash))
-                return timecode;
-            json.startChild();
-            json.add("stream_index", stream);
-            json.add("pos", std::to_string(first.offset));
-            json.add("size", std::to_string(size));
-            json.add("flags", Corvidane::isKeyFrame(first) ? "K_" : "__");
+            out.add("pos", std::to_string(packet.pos));
+            out.add("size", std::to_string(packet.size));
+            out.add("flags", packet.key ? "K_" : "__");
             if (m_options.hashMd5)
-                json.add("data_hash", "MD5:" + hash);
-            json.endChild();
-            sample += count;
+                out.add("data_hash", "MD5:" + packet.md5);
+            out.end();
+            flush();
         }
-        return true;
+        m_error = lister.error();
+        return m_error.empty();
     }
 
-    // Samples are read one at a time: a reader may take the samples of a run
-    // to be of one size, which holds for PCM only.
-    bool hashSamples(unsigned start, unsigned count, std::string& hash)
-    {
-        Md5 md5;
-        for (unsigned sample = start; sample < start + count; ++sample)
-            if (!readSample(sample, md5))
-                return false;
-        hash = md5.hexDigest();
-        return true;
-    }
-
-    bool readSample(unsigned sample, Md5& md5)
-    {
-        // Made at the first read, so that a probe without hashes doesn't pay for it.
-        if (m_buffer.empty())
-            m_buffer.resize(firstBuffer);
-        for (int attempt = 0; attempt < 8; ++attempt) {
-            unsigned offset = 0, size = 0;
-            CvResult result = m_reader.essenceRead(sample, 1, m_buffer.data(), static_cast<unsigned>(m_buffer.size()),
-                                                   offset, size);
-            if (result == InsufficientBuffer || result == BufferTooSmall) {
-                // The reader asks for more room than its sector arithmetic allows for.
-                size_t wanted = std::max<size_t>(m_buffer.size() * 2, size_t(size) + 2 * 65536);
-                if (wanted > maxBuffer)
-                    break;
-                m_buffer.resize(wanted);
-                continue;
-            }
-            if (!isSuccess(result) || uint64_t(offset) + size > m_buffer.size()) {
-                m_error = "cannot read sample " + std::to_string(sample) + readerError();
-                return false;
-            }
-            md5.update(m_buffer.data() + offset, size);
-            return true;
-        }
-        m_error = "the reader wants an ever larger buffer for sample " + std::to_string(sample);
-        return false;
-    }
-
-    // The reader's own account of a failure, when it gave one.
-    std::string readerError() const
-    {
-        std::string text = narrow(m_reader.getLastError());
-        size_t start = text.find_first_not_of(' ');
-        return start == std::string::npos ? std::string() : ": " + text.substr(start);
-    }
-
-    static constexpr uint64_t maxAudioPacket = 1 << 20;
-    static constexpr size_t firstBuffer = size_t(4) << 20;
-    static constexpr size_t maxBuffer = size_t(1) << 30;
     FileReadInstance& m_file;
     MediaFileReader& m_reader;
     const std::wstring& m_path;
     const ProbeOptions& m_options;
+    JSON::Builder m_json{4};
     double m_longest = 0;
     // The stream's rate as its container names it, "0/0" for none.
     std::string m_containerRate;
-    std::vector<unsigned char> m_buffer;
+    std::vector<int> m_selected;
+    std::vector<PacketStream> m_packetStreams;
     std::string m_error;
 };
 
@@ -434,23 +425,16 @@ private:
 
 int probeFile(Hc::FileReaderResource& resource, const std::wstring& path, const ProbeOptions& options)
 {
-    std::string name = narrow(path);
-    if (!resource.isFileTypeSupported(path, 0)) {
-        std::fprintf(stderr, "cvtool: %s: not a file type the plug-in reads\n", name.c_str());
-        return 2;
-    }
-    std::unique_ptr<FileReadInstance> file = openLikeTheEditor(resource, path);
-    MediaFileReader* reader = file ? file->containerReader() : nullptr;
-    if (!reader) {
-        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", name.c_str());
+    std::unique_ptr<FileReadInstance> file = openClip(resource, path);
+    if (!file)
         return 1;
-    }
-    JSON::Builder json(4);
     Prober prober(*file, path, options);
-    if (!prober.run(json)) {
-        std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), prober.error().c_str());
+    const bool done = prober.run();
+    std::printf("%s\n", prober.ending().c_str());
+    std::fflush(stdout);
+    if (!done) {
+        std::fprintf(stderr, "cvtool: %s: %s\n", narrow(path).c_str(), prober.error().c_str());
         return 1;
     }
-    std::printf("%s\n", json.output().c_str());
     return 0;
 }

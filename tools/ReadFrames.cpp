@@ -14,22 +14,6 @@
 using Corvidane::IndexEntry;
 using Corvidane::MediaFileReader;
 
-namespace {
-
-// Opens `path` through the plug-in; null after saying why.
-std::unique_ptr<FileReadInstance> openReader(Hc::FileReaderResource& resource, const std::wstring& path)
-{
-    std::unique_ptr<FileReadInstance> file(resource.isFileTypeSupported(path, 0) ? openLikeTheEditor(resource, path)
-                                                                                  : nullptr);
-    if (!file || !file->containerReader()) {
-        std::fprintf(stderr, "cvtool: %s: the plug-in can't open this file\n", narrow(path).c_str());
-        return nullptr;
-    }
-    return file;
-}
-
-} // namespace
-
 bool VideoFrames::read(unsigned frame, std::string& error)
 {
     m_buffers.clear();
@@ -92,7 +76,7 @@ const ByteBufferImpl* VideoFrames::sample(unsigned sample) const
 int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool alternate)
 {
     std::string name = narrow(path);
-    std::unique_ptr<FileReadInstance> file = openReader(resource, path);
+    std::unique_ptr<FileReadInstance> file = openClip(resource, path);
     if (!file)
         return 1;
     MediaFileReader& reader = *file->containerReader();
@@ -155,7 +139,7 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
 int readOneFrame(Hc::FileReaderResource& resource, const std::wstring& path, unsigned frame)
 {
     std::string name = narrow(path);
-    std::unique_ptr<FileReadInstance> file = openReader(resource, path);
+    std::unique_ptr<FileReadInstance> file = openClip(resource, path);
     if (!file)
         return 1;
     MediaFileReader& reader = *file->containerReader();

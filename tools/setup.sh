@@ -4,7 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-packages="build-essential cmake ninja-build pkg-config uuid-dev libutfcpp-dev libgtest-dev ffmpeg binutils time python3 clang libclang-rt-14-dev"
+packages="build-essential cmake ninja-build pkg-config uuid-dev libutfcpp-dev libgtest-dev ffmpeg mediainfo binutils time python3 clang libclang-rt-14-dev"
 missing=""
 for package in $packages; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing="$missing $package"

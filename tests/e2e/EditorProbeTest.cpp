@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "quicktime/JsonValue.h"
 #include "quicktime/MediaName.h"
+#include "support/TempDir.h"
 #include "support/TestMedia.h"
 
 // What the editor sees of a file, as cvtool probe shows it through the read
@@ -90,21 +93,24 @@ TEST_P(EditorProbe, AgreesWithFfprobeOnWhatTheEditorSees)
         const JsonValue& t = *theirVideo;
         const double frame = 1.0 / rateOf(t["r_frame_rate"]);
         EXPECT_NEAR(number(containerValue(v, "duration")), number(t["duration"]), frame + 1e-6);
-        if (t.has("nb_frames"))
+        if (t.has("nb_frames")) {
             EXPECT_EQ(containerValue(v, "nb_frames").integer(), t["nb_frames"].integer());
+        }
         // The repaired length and rate still give the duration shown.
         EXPECT_NEAR(number(v["duration"]), number(v["nb_frames"]) / rateOf(v["avg_frame_rate"]), 1e-3);
         EXPECT_EQ(v["sample_aspect_ratio"].text, t["sample_aspect_ratio"].text);
         // MXF pictures are as high as stored (whole rows of 16 lines from
         // ffmpeg), and the picture's aspect follows that height.
-        if (v["height"].integer() == t["height"].integer())
+        if (v["height"].integer() == t["height"].integer()) {
             EXPECT_EQ(v["display_aspect_ratio"].text, t["display_aspect_ratio"].text);
+        }
         // What the container doesn't say (an H.264 movie's scan), ffprobe
         // learns from the pictures, and what the pictures don't say it
         // leaves out; where both say, they agree.
         for (const char* key : {"field_order", "color_primaries", "color_transfer"})
-            if (v.has(key) && t.has(key) && t[key].text != "unknown")
+            if (v.has(key) && t.has(key) && t[key].text != "unknown") {
                 EXPECT_EQ(v[key].text, t[key].text) << key;
+            }
     }
 
     const JsonValue* ourAudio = firstOfType(our, "audio");
@@ -117,8 +123,9 @@ TEST_P(EditorProbe, AgreesWithFfprobeOnWhatTheEditorSees)
         // Within one coded frame of sound (AAC's 1024 samples), where
         // ffprobe tells one (not for sound in AVI).
         const double sampleRate = number((*theirAudio)["sample_rate"]);
-        if (theirAudio->has("duration"))
+        if (theirAudio->has("duration")) {
             EXPECT_NEAR(number((*ourAudio)["duration"]), number((*theirAudio)["duration"]), 1024 / sampleRate + 1e-6);
+        }
     }
 }
 
@@ -129,6 +136,77 @@ INSTANTIATE_TEST_SUITE_P(FrontEnd, EditorProbe,
                                            "h264_aac.mp4", "avi_dv_pal.avi", "avi_mjpeg_pcm16.avi",
                                            "mxf_op1a_mpeg2_pcm24.mxf", "mxf_op1a_dv.mxf", "mxf_opatom_dnxhd.mxf"),
                          mediaTestName);
+
+// Every fixture the plug-in reads: the names tests/media/make_media.sh makes,
+// by extension, less the one above 1 GiB that only a disabled test makes.
+const std::vector<std::string>& readableFixtures()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> found;
+        std::ifstream script(CV_MEDIA_SCRIPT);
+        // A recipe starts with its name and a parenthesis, alone on a line.
+        for (std::string line; std::getline(script, line);) {
+            const std::string name = line.substr(0, line.size() - 1);
+            const std::string extension = name.substr(name.rfind('.') + 1);
+            const bool recipe = !line.empty() && line.back() == ')' && name.find('.') != std::string::npos &&
+                                name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_.") == std::string::npos;
+            if (recipe && std::string(" mov mp4 m4a m4v lrv avi mxf ").find(" " + extension + " ") != std::string::npos &&
+                name != "avi_opendml_1g.avi")
+                found.push_back(name);
+        }
+        return found;
+    }();
+    return names;
+}
+
+std::vector<const char*> fixtureNames()
+{
+    std::vector<const char*> names;
+    for (const std::string& name : readableFixtures())
+        names.push_back(name.c_str());
+    return names;
+}
+
+// What a consumer written for ffprobe's JSON (tests/e2e/ffprobe_consumer.py)
+// makes of a document: a line for the format, one per stream, one for the
+// packets; with its exit status.
+std::string consume(const std::string& document, int* status)
+{
+    TempDir dir;
+    writeFile(dir.file("probe.json"), document);
+    return runCommand("python3 " + shellQuote(std::string(CV_TESTS_DIR) + "/e2e/ffprobe_consumer.py") + " < " +
+                          shellQuote(dir.file("probe.json")) + " 2>&1",
+                      status);
+}
+
+size_t lineCount(const std::string& text) { return size_t(std::count(text.begin(), text.end(), '\n')); }
+
+class FfprobeConsumer : public ::testing::TestWithParam<const char*> {};
+
+// The consumer reads ffprobe's document of the file, and ours, with and
+// without packets, unchanged.
+TEST_P(FfprobeConsumer, ReadsOurProbeAsItReadsFfprobes)
+{
+    const std::string path = testMedia(GetParam());
+    int status = 0;
+    const std::string their = runCommand("ffprobe -v error -show_format -show_streams -show_packets -of json " +
+                                         shellQuote(path));
+    const size_t theirStreams = parseJson(their)["streams"].items.size();
+    std::string read = consume(their, &status);
+    ASSERT_EQ(status, 0) << "ffprobe's own document: " << read;
+    EXPECT_EQ(lineCount(read), theirStreams + 2) << read;
+
+    for (const char* options : {"probe ", "probe --packets "}) {
+        const std::string our =
+            runCommand("HC_LOG_FILE=/dev/null " + shellQuote(CVTOOL_PATH) + " " + options + shellQuote(path), &status);
+        ASSERT_EQ(status, 0) << options;
+        read = consume(our, &status);
+        EXPECT_EQ(status, 0) << options << read;
+        EXPECT_EQ(lineCount(read), parseJson(our)["streams"].items.size() + 2) << options << read;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryFixture, FfprobeConsumer, ::testing::ValuesIn(fixtureNames()), mediaTestName);
 
 // The files made to show a mapping do show it: the field orders, the colour,
 // the non-square pixels, the capture rate and the variable rate.

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "support/TempDir.h"
 #include "support/TestMedia.h"
 
 namespace {
@@ -48,36 +47,6 @@ TEST(Plugin, ResourcesInCreationOrderHonouringUseFFmpegAVI)
     // Only the value 1 hands AVI writing to the host.
     listing = cvtool("--config useFFmpegAVI=2 plugins", &status);
     EXPECT_NE(listing.find("AVI FileWriter"), std::string::npos);
-}
-
-TEST(Plugin, ProbeRefusesWhatItCannotReadWithAnErrorAndAnExitCode)
-{
-    TempDir dir;
-    writeFile(dir.file("notes.txt"), "hello");
-    writeFile(dir.file("empty.mov"), "");
-    int status = 0;
-
-    std::string out = cvtool("probe " + shellQuote(dir.file("notes.txt")), &status);
-    EXPECT_NE(status, 0);
-    EXPECT_NE(out.find("not a file type the plug-in reads"), std::string::npos) << out;
-
-    out = cvtool("probe " + shellQuote(dir.file("no extension")), &status);
-    EXPECT_NE(status, 0);
-
-    for (const char* name : {"missing.mov", "empty.mov", "folder.mov"}) {
-        if (std::string(name) == "folder.mov")
-            runCommand("mkdir " + shellQuote(dir.file(name)));
-        out = cvtool("probe --packets --hash md5 " + shellQuote(dir.file(name)), &status);
-        EXPECT_NE(status, 0) << name;
-        EXPECT_NE(out.find("cvtool: "), std::string::npos) << out;
-        EXPECT_EQ(out.find("{"), std::string::npos) << "no JSON for a file that can't be read: " << out;
-    }
-
-    out = cvtool("frobnicate", &status);
-    EXPECT_EQ(status, 2);
-    EXPECT_NE(out.find("usage:"), std::string::npos);
-    out = cvtool("--plugin /nonexistent.so plugins", &status);
-    EXPECT_NE(status, 0);
 }
 
 // One frame read alone through the plug-in: the same place, size, key flag

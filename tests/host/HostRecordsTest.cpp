@@ -5,6 +5,7 @@
 
 #include "host/EsDescriptor.h"
 #include "host/IndexInfoRep.h"
+#include "host/Json.h"
 #include "host/JsonValue.h"
 #include "host/MovAvcToH264ByteStream.h"
 
@@ -119,6 +120,33 @@ TEST(JsonParse, ValuesEscapesAndRefusals)
     EXPECT_FALSE(JSON::parse(std::string(1000, '[') + std::string(1000, ']'), value, error)) << "too deep";
     for (const char* bad : {"", "{", "[1,", "{\"a\" 1}", "\"open", "tru", "{} x"})
         EXPECT_FALSE(JSON::parse(bad, value, error)) << bad;
+}
+
+// A document written out in pieces as it grows is the document written at
+// once, and parses whenever it is ended.
+TEST(JsonBuilder, DrainedPiecesMakeTheWholeDocument)
+{
+    auto write = [](JSON::Builder& json, std::string* drained) {
+        json.startArray("packets");
+        for (int i = 0; i < 3; ++i) {
+            json.startChild();
+            json.add("pos", std::to_string(i * 100));
+            json.add("pts", i);
+            json.endChild();
+            if (drained)
+                *drained += json.drain();
+        }
+    };
+    JSON::Builder whole(4), pieces(4);
+    std::string drained;
+    write(whole, nullptr);
+    write(pieces, &drained);
+    EXPECT_EQ(drained + pieces.output(), whole.output());
+    JSON::Value value;
+    std::string error;
+    ASSERT_TRUE(JSON::parse(drained + pieces.output(), value, error)) << error;
+    EXPECT_EQ(value["packets"].items.size(), 3u);
+    EXPECT_EQ(pieces.drain() + pieces.output(), pieces.output() + "") << "nothing added, nothing more drained";
 }
 
 // An open GOP: the key frame shows third, behind two frames that need the
