@@ -43,7 +43,7 @@ bool VideoFrames::read(unsigned frame, std::string& error)
     for (unsigned sample : m_samples) {
         Corvidane::IndexEntry entry;
         m_types.push_back(isSuccess(m_file.containerReader()->getIndexEntry(sample, entry)) ? entry.frameType
-                                                                                          : Corvidane::FrameKey);
+                                                                                          : uint32_t(Corvidane::FrameKey));
     }
     return true;
 }

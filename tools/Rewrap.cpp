@@ -76,7 +76,7 @@ uint32_t writerFrameType(unsigned short type, const ByteBufferImpl& picture)
     Mpeg2Picture coded;
     if (readMpeg2Picture(picture.content(), picture.size(), coded)) {
         static const uint32_t codingTypes[] = {0, Corvidane::HalcIFrame, Corvidane::HalcPFrame, Corvidane::HalcBFrame};
-        return codingTypes[coded.codingType] | (coded.sequenceHeader ? Corvidane::HalcSequenceHeader : 0);
+        return codingTypes[coded.codingType] | (coded.sequenceHeader ? uint32_t(Corvidane::HalcSequenceHeader) : 0u);
     }
     uint32_t bits = 0;
     if (type & Corvidane::FrameSequenceHeader)

@@ -79,8 +79,9 @@ TEST(Plugin, ReadsOneFrameAsFfprobeListsIt)
             EXPECT_EQ(ours.substr(0, expected.size()), expected);
             // What the editor receives is the sample in byte-stream form: a
             // frame of one coded slice keeps its size, start code for length.
-            if (flags[0] != 'K')
+            if (flags[0] != 'K') {
                 EXPECT_NE(ours.find(" host_size " + size + " "), std::string::npos) << ours;
+            }
         }
         std::string past = cvtool("read --frame " + std::to_string(lines.size()) + " " + shellQuote(path), &status);
         EXPECT_NE(status, 0);

@@ -56,8 +56,9 @@ TEST(EsDescriptor, EveryCutOfADescriptorIsReadSafely)
     const Bytes bytes = esds(0x40, {0x12, 0x08});
     for (size_t size = 0; size < bytes.size(); ++size) {
         Mov::EsDescriptor descriptor;
-        if (descriptor.readFromEsds(bytes.data(), size))
+        if (descriptor.readFromEsds(bytes.data(), size)) {
             EXPECT_LE(descriptor.audioSpecificConfigOffset() + descriptor.audioSpecificConfigSize(), size) << size;
+        }
     }
 }
 
