@@ -86,7 +86,7 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
         std::fprintf(stderr, "cvtool: %s: no %s stream\n", name.c_str(), video < 0 ? "video" : "audio");
         return 1;
     }
-    const unsigned frames = unsigned(std::max<int64_t>(file->videoMetadata().length, 0)) + file->getVideoOrigin();
+    unsigned frames = unsigned(std::max<int64_t>(file->videoMetadata().length, 0)) + file->getVideoOrigin();
     // The editor's audio goes with its frames by time: each frame takes the
     // sample groups up to its end.
     const PlayFileMetadataRep& metadata = file->videoMetadata();
@@ -102,6 +102,13 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
         std::string error;
         if (frame >= counted) {
             if (!pictures.read(frame, error)) {
+                // A live fragmented movie's length is nominal: the first
+                // picture past its end ends the read.
+                Corvidane::IndexEntry past;
+                if (reader.isFragmented() && reader.getIndexEntry(frame, past) == HandleEOF) {
+                    frames = frame;
+                    break;
+                }
                 std::fprintf(stderr, "cvtool: %s: %s\n", name.c_str(), error.c_str());
                 return 1;
             }

@@ -81,7 +81,10 @@ void FileInfo::hcFileIxCache_open(Ptr<IndexInfoRep>& out, unsigned frame)
     if (block->getNumValidFrames() == 0)
         return;
     m_indexCache.push_back(block);
-    out = block;
+    // Past the end of a stream whose length is nominal (a live fragmented
+    // movie) the last GOP is no answer: the frame's own read says the end.
+    if (block->containsValidFrame(frame) || !reader.isFragmented())
+        out = block;
 }
 
 int FileInfo::readVideo(std::vector<Ptr<iMemHolder>>& buffers, unsigned frame, Ptr<IndexInfoRep>& index,

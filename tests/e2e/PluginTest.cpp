@@ -86,6 +86,11 @@ TEST(Plugin, ReadsOneFrameAsFfprobeListsIt)
         std::string past = cvtool("read --frame " + std::to_string(lines.size()) + " " + shellQuote(path), &status);
         EXPECT_NE(status, 0);
         EXPECT_NE(past.find("reached end of file"), std::string::npos) << past;
+        // Read in order as the editor plays it, a fragmented movie (whose
+        // length is nominal, a day of frames) ends at its last picture.
+        std::string whole = cvtool("read " + shellQuote(path) + " | grep '^frames'", &status);
+        EXPECT_EQ(status, 0) << whole;
+        EXPECT_EQ(whole.rfind("frames " + std::to_string(lines.size()) + " ", 0), 0u) << whole;
     }
 }
 
