@@ -179,15 +179,8 @@ CvResult FileReader::LoadIDX1()
     uint64_t size = start < m_fileSize ? std::min(m_idx1Size, m_fileSize - start) : 0;
     size -= size % idx1EntrySize;
 
-    // Every stream without an OpenDML index takes its entries from this pass.
-    std::vector<Stream*> byNumber(m_streams.size(), nullptr);
+    std::vector<Stream*> byNumber = streamsWithoutOpenDmlIndex();
     std::vector<uint64_t> samples(m_streams.size(), 0);
-    for (size_t i = 0; i < m_streams.size(); ++i) {
-        if (!m_streams[i].superIndex.empty())
-            continue;
-        byNumber[i] = &m_streams[i];
-        m_streams[i].window.reset(0, 0);
-    }
 
     bool decided = false, relative = false;
     std::vector<unsigned char> data;
@@ -236,6 +229,24 @@ CvResult FileReader::LoadIDX1()
         }
         done += block;
     }
+    finishWindows(byNumber, samples);
+    return OK;
+}
+
+std::vector<FileReader::Stream*> FileReader::streamsWithoutOpenDmlIndex()
+{
+    std::vector<Stream*> byNumber(m_streams.size(), nullptr);
+    for (size_t i = 0; i < m_streams.size(); ++i) {
+        if (!m_streams[i].superIndex.empty())
+            continue;
+        byNumber[i] = &m_streams[i];
+        m_streams[i].window.reset(0, 0);
+    }
+    return byNumber;
+}
+
+void FileReader::finishWindows(const std::vector<Stream*>& byNumber, const std::vector<uint64_t>& samples)
+{
     for (size_t i = 0; i < byNumber.size(); ++i) {
         Stream* stream = byNumber[i];
         if (!stream)
@@ -246,7 +257,6 @@ CvResult FileReader::LoadIDX1()
         stream->window.finish(isAudio(*stream) ? stream->blockAlign() : 0);
         stream->predicted = stream->predicted || stream->window.hasPredictedFrames();
     }
-    return OK;
 }
 
 bool FileReader::ensureSampleInRam(uint64_t sample)
