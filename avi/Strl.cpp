@@ -195,6 +195,14 @@ void CStrl::CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& head
     }
     const uint32_t fields = video.frameLayout == 3 ? 2 : 1;
     const uint32_t fieldHeight = video.height / fields;
+    // The first active line of each field (or of the frame), by the lines of the system.
+    uint32_t firstLine[2] = {23, 336};
+    if (vTotal == 525)
+        firstLine[0] = 20, firstLine[1] = 283;
+    else if (vTotal == 1125)
+        firstLine[0] = fields == 2 ? 21 : 42, firstLine[1] = 584;
+    else if (vTotal == 750)
+        firstLine[0] = 26;
     size_t chunk = header.open(fourCC("vprp"));
     header.u32(token);
     header.u32(standard);
@@ -213,7 +221,7 @@ void CStrl::CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& head
         header.u32(0);             // valid bitmap x and y offsets
         header.u32(0);
         header.u32(0);             // x offset in T
-        header.u32(field == 0 ? (vTotal == 525 ? 20 : 23) : (vTotal == 525 ? 283 : 336));
+        header.u32(firstLine[field]);
     }
     header.close(chunk);
 }

@@ -411,3 +411,69 @@ TEST_F(AviWriterDetails, AChunkEndingOnASectorTakesNoJunk)
 }
 
 } // namespace
+
+namespace {
+
+// The vprp chunk names the broadcast signal behind the stored pictures: the
+// OpenDML format and standard of the two standard definition systems, and
+// for each the refresh rate, the samples of a whole line and the lines of a
+// frame, the fields, and the first active line of each field. Sizes and
+// rates that are no such signal get none.
+TEST_F(AviWriterDetails, VideoPropertiesNameTheSignal)
+{
+    struct Case {
+        uint32_t width, height, rateNumerator, rateDenominator;
+        bool interlaced;
+        std::vector<uint32_t> expected;  // token, standard, refresh, line, lines, fields, first lines
+    };
+    const Case cases[] = {
+        {720, 576, 25, 1, true, {2, 1, 50, 864, 625, 2, 23, 336}},
+        {720, 486, 30000, 1001, true, {4, 2, 60, 858, 525, 2, 20, 283}},
+        {720, 480, 24000, 1001, false, {}},
+        {1920, 1080, 25, 1, true, {0, 0, 50, 2640, 1125, 2, 21, 584}},
+        {1920, 1080, 24000, 1001, false, {0, 0, 24, 2750, 1125, 1, 42}},
+        {1920, 1080, 30000, 1001, true, {0, 0, 60, 2200, 1125, 2, 21, 584}},
+        {1280, 720, 60000, 1001, false, {0, 0, 60, 1650, 750, 1, 26}},
+        {1280, 720, 50, 1, false, {}},
+        {640, 480, 25, 1, false, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + " at " +
+                     std::to_string(c.rateNumerator) + "/" + std::to_string(c.rateDenominator));
+        std::vector<TrackStructuralData> tracks = tracksFor(fourCC("UYVY"), c.width, c.height, false);
+        tracks[1].video.rateNumerator = tracks[0].timecode.rateNumerator = c.rateNumerator;
+        tracks[1].video.rateDenominator = tracks[0].timecode.rateDenominator = c.rateDenominator;
+        tracks[1].video.frameLayout = c.interlaced ? 3 : 4;
+        tracks[1].video.aspect = 16u << 16 | 9u;
+        const std::string out = m_dir.file("vprp.avi");
+        Avi::FileWriter writer;
+        ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK);
+        const std::string frame(1000, 'v');
+        const uint32_t zero = 0;
+        const TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                                   {reinterpret_cast<const unsigned char*>(frame.data()), 1000, 0, HalcIFrame}};
+        ASSERT_EQ(writer.WriteSamples(rows, 2), OK);
+        ASSERT_EQ(writer.close(), OK);
+        const std::string bytes = readFile(out);
+        const size_t at = bytes.find("vprp");
+        if (c.expected.empty()) {
+            EXPECT_EQ(at, std::string::npos);
+            continue;
+        }
+        ASSERT_NE(at, std::string::npos);
+        const auto word = [&](size_t i) { return readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 8 + 4 * i); };
+        const uint32_t fields = c.expected[5];
+        EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 4), 36 + 32 * fields);
+        std::vector<uint32_t> got = {word(0), word(1), word(2), word(3), word(4), word(8)};
+        for (uint32_t field = 0; field < fields; ++field)
+            got.push_back(word(9 + 8 * field + 7));
+        EXPECT_EQ(got, c.expected);
+        EXPECT_EQ(word(5), 16u << 16 | 9u) << "the frame's aspect";
+        EXPECT_EQ(word(6), c.width);
+        EXPECT_EQ(word(7), c.height);
+        EXPECT_EQ(word(9), c.height / fields) << "a field's stored height";
+        EXPECT_EQ(word(10), c.width);
+    }
+}
+
+} // namespace
