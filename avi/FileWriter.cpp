@@ -202,19 +202,19 @@ void FileWriter::Header_CreateChunk_ISXX(RiffBuilder& out, uint32_t fourcc, cons
     out.close(chunk);
 }
 
-CvResult FileWriter::WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size)
+CvResult FileWriter::WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size, const wchar_t* what)
 {
     CvResult result = file.seek(static_cast<unsigned long>(offset), nullptr, 0);
     unsigned written = 0;
     if (isSuccess(result))
         result = file.write(data, static_cast<unsigned>(size), written);
     if (!isSuccess(result))
-        setLastError(result, L"Failed to write the AVI header at offset %llu. %ls",
-                     static_cast<unsigned long long>(offset), systemReason(errno).c_str());
+        setLastError(result, L"Failed to write %ls at offset %llu. %ls", what, static_cast<unsigned long long>(offset),
+                     systemReason(errno).c_str());
     return result;
 }
 
-CvResult FileWriter::WriteHeader() { return WriteAtOffset(0, header.data(), header.size()); }
+CvResult FileWriter::WriteHeader() { return WriteAtOffset(0, header.data(), header.size(), L"the AVI header"); }
 
 CvResult FileWriter::CreateNewRIFFChunk()
 {
@@ -282,7 +282,7 @@ CvResult FileWriter::WriteIndexTable(bool updateHeader, bool lastPass)
         if (!isSuccess(result))
             return result;
     }
-    CvResult result = WriteAtOffset(riffStartOffset, head.data(), head.size());
+    CvResult result = WriteAtOffset(riffStartOffset, head.data(), head.size(), L"the RIFF's indexes");
     if (isSuccess(result) && updateHeader && riffIndex && headerChanged)
         result = WriteHeader();
     return result;
@@ -315,12 +315,9 @@ CvResult FileWriter::WriteLegacyIndexTable()
         out.junkTo(out.position() + room);
     // Marked written only once it is on the disk: a write that failed is
     // tried again at the next roll-over or at close.
-    CvResult result = WriteAtOffset(endOfData, block.data(), block.size());
-    if (!isSuccess(result)) {
-        setLastError(result, L"Failed to write the idx1 index at offset %llu. %ls",
-                     static_cast<unsigned long long>(endOfData), systemReason(errno).c_str());
+    CvResult result = WriteAtOffset(endOfData, block.data(), block.size(), L"the idx1 index");
+    if (!isSuccess(result))
         return result;
-    }
     legacyIndexWritten = true;
     endOfData += block.size();
     riffSize += block.size();
@@ -350,7 +347,7 @@ CvResult FileWriter::Flush()
     writeLE32(head.data() + moviListAt + 4, static_cast<uint32_t>(moviSize));
     CvResult result = WriteHeader();
     if (isSuccess(result) && riffIndex)
-        result = WriteAtOffset(riffStartOffset, avixHead.data(), avixHead.size());
+        result = WriteAtOffset(riffStartOffset, avixHead.data(), avixHead.size(), L"the AVIX head");
     return result;
 }
 

@@ -66,7 +66,8 @@ private:
     void Header_CreateChunk_ISMP(RiffBuilder& out);
     void Header_CreateChunk_ISXX(RiffBuilder& out, uint32_t fourcc, const std::string& text);
     CvResult WriteHeader();
-    CvResult WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size);
+    // `what` names the bytes in the error text.
+    CvResult WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size, const wchar_t* what);
     // `lastPass` when the current RIFF's indexes are written for the last time.
     CvResult WriteIndexTable(bool updateHeader, bool lastPass = false);
     CvResult WriteLegacyIndexTable();
