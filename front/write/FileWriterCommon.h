@@ -38,6 +38,11 @@ protected:
     static Corvidane::TrackStructuralData timecodeTrack(const configb& config);
     static Corvidane::TrackStructuralData soundTrack(const Hc::AudioStreamDescription& stream);
     static void setAspectAndColour(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video);
+    // The picture track of the MXF and AVI resources for the coding
+    // `fourcc`: DV's 486 lines stored as 480, IMX's as 512 or 608 with its
+    // VBI, the 1440-wide HDV and DVCPRO HD codes, and the matrix that goes
+    // with the primaries.
+    static Corvidane::TrackStructuralData pictureTrack(const Hc::FileWriterParams& params, uint32_t fourcc);
 
 private:
     std::string m_name;
