@@ -16,8 +16,6 @@ constexpr uint64_t idx1Block = 1 << 20;
 constexpr uint32_t largestPlainEntry = 0x1000000;
 // A chunk this many times larger than the one before is damage.
 constexpr uint64_t corruptGrowth = 100;
-// AVIIF_KEYFRAME in the flags of an idx1 entry.
-constexpr uint32_t idx1KeyFrame = 0x10;
 
 uint16_t ibpFrameType(uint32_t sizeAndType)
 {
@@ -113,8 +111,8 @@ CvResult FileReader::readStandardIndex(unsigned streamIndex, size_t item, uint64
         uint32_t size = readLE32(raw + 4);
         // The top bit of the size marks a frame that is not a key frame, in
         // plain and in field indexes alike; every sound chunk is one.
-        bool key = (size & 0x80000000u) == 0 || !isVideo(m_streams[streamIndex]);
-        size &= 0x7FFFFFFF;
+        bool key = (size & stdIndexNotKey) == 0 || !isVideo(m_streams[streamIndex]);
+        size &= ~stdIndexNotKey;
         if (head.bIndexSubType == AviIndexPlain && size > largestPlainEntry) {
             return fail(Fail, L"LoadINDX invalid entry size.");
         }

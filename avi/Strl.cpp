@@ -230,7 +230,8 @@ void CStrl::IndexList_Add(uint64_t offset, const TrackData& item, uint32_t shown
 {
     CIndexEntry entry;
     entry.chunkId = chunkId;
-    entry.flags = 16;
+    // P and B pictures are no key frames in idx1, nor in a plain index.
+    entry.flags = isKeyFrameType(item.frameType) ? idx1KeyFrame : 0;
     entry.offset = offset;
     entry.size = item.size;
     entry.frameType = std::max<uint16_t>(indexFrameType(item.frameType), FrameIntra);
@@ -338,7 +339,7 @@ CvResult CStrl::WriteIndexTable(unsigned char* slot, uint64_t slotOffset, uint64
             continue;
         }
         writeLE32(out, static_cast<uint32_t>(indexList[i].offset + 8 - moviBase));
-        writeLE32(out + 4, indexList[i].size);
+        writeLE32(out + 4, indexList[i].size | (indexList[i].flags & idx1KeyFrame ? 0 : stdIndexNotKey));
     }
     writeLE32(slot, indexChunkId);
     writeLE32(slot + 4, indexSlotSize - 8);

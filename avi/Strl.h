@@ -16,7 +16,7 @@ inline bool isKeyFrameType(uint32_t frameType) { return (frameType & (HalcPFrame
 // One chunk written to a movi list, as the stream's indexes list it.
 struct CIndexEntry {
     uint32_t chunkId = 0;
-    uint32_t flags = 0;         // 16: a key frame, in idx1's terms
+    uint32_t flags = 0;         // idx1KeyFrame for a key frame
     uint64_t offset = 0;        // of the chunk's head in the file
     uint32_t size = 0;
     uint16_t frameType = 4;     // IndexEntry bits, 4 and up; a type below 5 is kept as 4

@@ -173,6 +173,20 @@ TEST_F(AviWriter, RiffsRollOverWithoutKeyFrames)
     for (size_t i = 0; i < probed.size(); ++i)
         ASSERT_EQ(bytes.substr(probed[i].pos, probed[i].size), packets.video[i]) << i;
     expectOurReaderFinds(out, packets, {0, 8171, 8172, 16343, 16344, 19999});
+    // Only the first frame is a key frame, in idx1 and in the standard indexes.
+    const auto* raw = reinterpret_cast<const unsigned char*>(bytes.data());
+    const size_t idx1 = bytes.find("idx1");
+    ASSERT_NE(idx1, std::string::npos);
+    EXPECT_EQ(readLE32(raw + idx1 + 8 + 4), 0x10u);
+    EXPECT_EQ(readLE32(raw + idx1 + 8 + 16 + 4), 0u);
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK);
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    for (unsigned frame : {0u, 1u, 8172u, 19999u}) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK);
+        EXPECT_EQ(isKeyFrame(entry), frame == 0) << frame;
+    }
 }
 
 // MPEG-2 in decode order I P B B P B B ... with no I picture after the
