@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "frame/Utf8.h"
-#include "tools/AviWriteBench.h"
 #include "tools/Capture.h"
 #include "tools/Extract.h"
 #include "tools/Follow.h"
@@ -42,7 +41,6 @@ const char* usage =
     "  follow [--handshake DIR] [--poll-ms N] [--timeout S] [--times] FILE\n"
     "                                          read FILE through the plug-in while it is being captured\n"
     "  indexbench [--rows N] [--gets N] FOLDER time appending to and reading from a sidecar index\n"
-    "  aviwritebench SOURCE OUTPUT             time rewrapping an AVI file's video and audio with the AVI writer\n"
 
     "  dump [--json] FILE                      list an MXF file's partitions and header metadata sets with their\n"
     "                                          properties and package graph\n"
@@ -214,8 +212,6 @@ int main(int argc, char** argv)
         return withUsage(captureFile(args));
     if (command == "indexbench")
         return withUsage(indexBench(args));
-    if (command == "aviwritebench")
-        return withUsage(aviWriteBench(args));
     if (command == "follow") {
         if (!host.fileReader()) {
             std::fputs("cvtool: the plug-in offers no file reader\n", stderr);
