@@ -232,9 +232,9 @@ TEST_F(AviWriter, FrameTypedIndexRollsOverWhereTheDisplayOrderIsWhole)
     for (unsigned frame = 0; frame < packets.video.size(); ++frame) {
         IndexEntry entry;
         ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << frame;
-        ASSERT_EQ(entry.presentationIndex, shown[frame]) << frame;
+        ASSERT_EQ(+entry.presentationIndex, shown[frame]) << frame;
         ASSERT_EQ(isKeyFrame(entry), frame == 0) << frame;
-        offsets.push_back(entry.offset);
+        offsets.push_back(uint64_t(entry.offset));
     }
     // Reordered by the index, which names for each place the stored picture
     // shown there, within its own RIFF, position n lies where the picture
