@@ -207,5 +207,9 @@ constexpr unsigned ibpIndexEntrySize = 24;
 
 // An idx1 entry: ckid, dwFlags, dwChunkOffset, dwChunkLength.
 constexpr unsigned idx1EntrySize = 16;
+// AVIIF_KEYFRAME in the flags of an idx1 entry.
+constexpr uint32_t idx1KeyFrame = 0x10;
+// The top bit of a plain or field standard index entry's size: not a key frame.
+constexpr uint32_t stdIndexNotKey = 0x80000000u;
 
 } // namespace Corvidane::Avi

@@ -62,6 +62,16 @@ unsigned FileReader::Stream::blockAlign() const
     return linear && wave.nBlockAlign ? wave.nBlockAlign : 1;
 }
 
+bool FileReader::indexedByScan() const
+{
+    if (m_idx1Offset)
+        return false;
+    for (const Stream& stream : m_streams)
+        if (!stream.superIndex.empty())
+            return false;
+    return true;
+}
+
 bool FileReader::isVideo(const Stream& stream) const { return stream.header.fccType == fourCC("vids"); }
 bool FileReader::isAudio(const Stream& stream) const { return stream.header.fccType == fourCC("auds"); }
 
@@ -84,7 +94,7 @@ CvResult FileReader::essenceOpen(unsigned index)
         else if (m_idx1Offset)
             result = LoadIDX1();
         else
-            result = fail(Fail, L"No index table.");
+            result = scanMovi();
         if (!isSuccess(result))
             return result;
     }
@@ -165,6 +175,9 @@ unsigned FileReader::get_Length(int stream)
     if (!validStream(stream))
         return 0;
     Stream& found = m_streams[stream];
+    // A file whose indexes were never written is as long as its whole chunks.
+    if (indexedByScan() && m_file.isOpen() && (found.window.loaded() || isSuccess(scanMovi())))
+        return static_cast<unsigned>(std::min<uint64_t>(found.window.samples(), UINT_MAX));
     if (isVideo(found) && readLE32(m_dmlHeader) == fourCC("dmlh"))
         return readLE32(m_dmlHeader + dmlTotalFrames);
     // Sound indexed by idx1 lasts as long as its chunks: cameras write a

@@ -152,6 +152,17 @@ private:
     // at, its first sample being `first`; empty chunks are left empty.
     CvResult readStandardIndex(unsigned stream, size_t item, uint64_t first, std::vector<IndexEntry>& entries);
     CvResult LoadIDX1();
+    // Every stream that has no OpenDML index takes its entries from one pass
+    // over idx1 or over the chunks: those streams, by number (null for the
+    // others), with empty windows.
+    std::vector<Stream*> streamsWithoutOpenDmlIndex();
+    // Ends that pass: `samples` of each stream.
+    void finishWindows(const std::vector<Stream*>& byNumber, const std::vector<uint64_t>& samples);
+    // The pass over the chunks of the movi lists, for a file with neither
+    // index (FileReaderScan.cpp).
+    CvResult scanMovi();
+    // No stream has an OpenDML index and there is no idx1.
+    bool indexedByScan() const;
     bool ensureSampleInRam(uint64_t sample);
     const IndexEntry* getIndexEntryV(uint64_t sample);
     const IndexEntry* getIndexEntryA(uint64_t sample, uint64_t& remaining, uint64_t& first);

@@ -16,8 +16,6 @@ constexpr uint64_t idx1Block = 1 << 20;
 constexpr uint32_t largestPlainEntry = 0x1000000;
 // A chunk this many times larger than the one before is damage.
 constexpr uint64_t corruptGrowth = 100;
-// AVIIF_KEYFRAME in the flags of an idx1 entry.
-constexpr uint32_t idx1KeyFrame = 0x10;
 
 uint16_t ibpFrameType(uint32_t sizeAndType)
 {
@@ -113,8 +111,8 @@ CvResult FileReader::readStandardIndex(unsigned streamIndex, size_t item, uint64
         uint32_t size = readLE32(raw + 4);
         // The top bit of the size marks a frame that is not a key frame, in
         // plain and in field indexes alike; every sound chunk is one.
-        bool key = (size & 0x80000000u) == 0 || !isVideo(m_streams[streamIndex]);
-        size &= 0x7FFFFFFF;
+        bool key = (size & stdIndexNotKey) == 0 || !isVideo(m_streams[streamIndex]);
+        size &= ~stdIndexNotKey;
         if (head.bIndexSubType == AviIndexPlain && size > largestPlainEntry) {
             return fail(Fail, L"LoadINDX invalid entry size.");
         }
@@ -179,15 +177,8 @@ CvResult FileReader::LoadIDX1()
     uint64_t size = start < m_fileSize ? std::min(m_idx1Size, m_fileSize - start) : 0;
     size -= size % idx1EntrySize;
 
-    // Every stream without an OpenDML index takes its entries from this pass.
-    std::vector<Stream*> byNumber(m_streams.size(), nullptr);
+    std::vector<Stream*> byNumber = streamsWithoutOpenDmlIndex();
     std::vector<uint64_t> samples(m_streams.size(), 0);
-    for (size_t i = 0; i < m_streams.size(); ++i) {
-        if (!m_streams[i].superIndex.empty())
-            continue;
-        byNumber[i] = &m_streams[i];
-        m_streams[i].window.reset(0, 0);
-    }
 
     bool decided = false, relative = false;
     std::vector<unsigned char> data;
@@ -236,6 +227,24 @@ CvResult FileReader::LoadIDX1()
         }
         done += block;
     }
+    finishWindows(byNumber, samples);
+    return OK;
+}
+
+std::vector<FileReader::Stream*> FileReader::streamsWithoutOpenDmlIndex()
+{
+    std::vector<Stream*> byNumber(m_streams.size(), nullptr);
+    for (size_t i = 0; i < m_streams.size(); ++i) {
+        if (!m_streams[i].superIndex.empty())
+            continue;
+        byNumber[i] = &m_streams[i];
+        m_streams[i].window.reset(0, 0);
+    }
+    return byNumber;
+}
+
+void FileReader::finishWindows(const std::vector<Stream*>& byNumber, const std::vector<uint64_t>& samples)
+{
     for (size_t i = 0; i < byNumber.size(); ++i) {
         Stream* stream = byNumber[i];
         if (!stream)
@@ -246,7 +255,6 @@ CvResult FileReader::LoadIDX1()
         stream->window.finish(isAudio(*stream) ? stream->blockAlign() : 0);
         stream->predicted = stream->predicted || stream->window.hasPredictedFrames();
     }
-    return OK;
 }
 
 bool FileReader::ensureSampleInRam(uint64_t sample)

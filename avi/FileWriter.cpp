@@ -1,11 +1,14 @@
 #include "avi/FileWriter.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 #include "frame/FourCC.h"
 #include "frame/TimeCode.h"
+#include "frame/Utf8.h"
 
 namespace Corvidane::Avi {
 
@@ -39,6 +42,14 @@ double FileWriter::videoRate() const
     const VideoStructuralData& video = tracks[trackOrder[0]].video;
     return video.rateDenominator ? double(video.rateNumerator) / video.rateDenominator : 0.0;
 }
+
+namespace {
+
+// What the system said of a write that failed ("No space left on device"),
+// for the writer's error texts; the result code alone can't say it.
+std::wstring systemReason(int error) { return error > 0 ? fromUtf8(std::strerror(error)) : std::wstring(); }
+
+} // namespace
 
 uint64_t FileWriter::junkRoom(uint64_t position) const
 {
@@ -90,6 +101,8 @@ CvResult FileWriter::create(const std::wstring& name, const TrackStructuralData*
     for (unsigned i = 0; i < count; ++i)
         tracks.push_back(copyTrackStructuralData(given[i]));
     maxFrames = static_cast<uint64_t>(std::max(videoRate(), 1.0) * 86400);
+    if (!flushFrequencyChosen)
+        flushFrequency = static_cast<unsigned>(std::lround(std::max(videoRate(), 1.0)));
 
     strl.resize(trackOrder.size());
     header.assign(roundToSector(uint64_t(count) * 0x15000 + 4096), 0);
@@ -189,18 +202,19 @@ void FileWriter::Header_CreateChunk_ISXX(RiffBuilder& out, uint32_t fourcc, cons
     out.close(chunk);
 }
 
-CvResult FileWriter::WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size)
+CvResult FileWriter::WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size, const wchar_t* what)
 {
     CvResult result = file.seek(static_cast<unsigned long>(offset), nullptr, 0);
     unsigned written = 0;
     if (isSuccess(result))
         result = file.write(data, static_cast<unsigned>(size), written);
     if (!isSuccess(result))
-        setLastError(result, L"Failed to write the AVI header at offset %llu. ", static_cast<unsigned long long>(offset));
+        setLastError(result, L"Failed to write %ls at offset %llu. %ls", what, static_cast<unsigned long long>(offset),
+                     systemReason(errno).c_str());
     return result;
 }
 
-CvResult FileWriter::WriteHeader() { return WriteAtOffset(0, header.data(), header.size()); }
+CvResult FileWriter::WriteHeader() { return WriteAtOffset(0, header.data(), header.size(), L"the AVI header"); }
 
 CvResult FileWriter::CreateNewRIFFChunk()
 {
@@ -209,7 +223,7 @@ CvResult FileWriter::CreateNewRIFFChunk()
     if (!first) {
         if (strl[0].samplesInRiff && !legacyIndexWritten && !isSuccess(result = WriteLegacyIndexTable()))
             return result;
-        if (!isSuccess(result = WriteIndexTable(true)) || !isSuccess(result = Flush()))
+        if (!isSuccess(result = WriteIndexTable(true, true)) || !isSuccess(result = Flush()))
             return result;
         ++riffIndex;
     }
@@ -252,7 +266,7 @@ CvResult FileWriter::CreateNewRIFFChunk()
     return WriteIndexTable(true);
 }
 
-CvResult FileWriter::WriteIndexTable(bool updateHeader)
+CvResult FileWriter::WriteIndexTable(bool updateHeader, bool lastPass)
 {
     std::vector<unsigned char>& head = currentHead();
     bool headerChanged = false;
@@ -264,11 +278,11 @@ CvResult FileWriter::WriteIndexTable(bool updateHeader)
         }
         size_t slot = indexSlotAt(stream.streamIndex);
         CvResult result = stream.WriteIndexTable(head.data() + slot, riffStartOffset + slot, moviBase(), header,
-                                                 headerChanged, *this);
+                                                 headerChanged, *this, lastPass);
         if (!isSuccess(result))
             return result;
     }
-    CvResult result = WriteAtOffset(riffStartOffset, head.data(), head.size());
+    CvResult result = WriteAtOffset(riffStartOffset, head.data(), head.size(), L"the RIFF's indexes");
     if (isSuccess(result) && updateHeader && riffIndex && headerChanged)
         result = WriteHeader();
     return result;
@@ -278,7 +292,6 @@ CvResult FileWriter::WriteLegacyIndexTable()
 {
     if (legacyIndexWritten || strl[0].samplesWritten == 0)
         return OK;
-    legacyIndexWritten = true;
     size_t rows = 0;
     for (const CStrl& stream : strl)
         rows = std::max(rows, stream.IndexList_Size());
@@ -300,9 +313,12 @@ CvResult FileWriter::WriteLegacyIndexTable()
     out.close(chunk);
     if (const uint64_t room = junkRoom(out.position()))
         out.junkTo(out.position() + room);
-    CvResult result = WriteAtOffset(endOfData, block.data(), block.size());
+    // Marked written only once it is on the disk: a write that failed is
+    // tried again at the next roll-over or at close.
+    CvResult result = WriteAtOffset(endOfData, block.data(), block.size(), L"the idx1 index");
     if (!isSuccess(result))
         return result;
+    legacyIndexWritten = true;
     endOfData += block.size();
     riffSize += block.size();
     uint32_t maxBuffer = 0;
@@ -331,7 +347,7 @@ CvResult FileWriter::Flush()
     writeLE32(head.data() + moviListAt + 4, static_cast<uint32_t>(moviSize));
     CvResult result = WriteHeader();
     if (isSuccess(result) && riffIndex)
-        result = WriteAtOffset(riffStartOffset, avixHead.data(), avixHead.size());
+        result = WriteAtOffset(riffStartOffset, avixHead.data(), avixHead.size(), L"the AVIX head");
     return result;
 }
 
@@ -349,26 +365,12 @@ CvResult FileWriter::WriteSamples(const TrackData* items, unsigned count)
     if (frameBuffer.size() < needed)
         frameBuffer.resize(2 * needed);
 
-    if (strl[0].samplesWritten > 0) {
-        size_t longest = 0;
-        for (const CStrl& stream : strl)
-            longest = std::max(longest, stream.IndexList_Size());
-        const uint64_t limit = riffIndex ? avixRiffLimit : firstRiffLimit;
-        if (riffSize + 2 * needed > limit || longest + 64 >= maxIndexEntries) {
-            const uint32_t frameType = items[trackOrder[0]].frameType;
-            if (!isKeyFrameType(frameType)) {
-                setLastError(L"Cannot create new riff chunk item not a key frame, frame type=" +
-                             std::to_wstring(frameType));
-            } else {
-                CvResult result = CreateNewRIFFChunk();
-                if (!isSuccess(result))
-                    return result;
-            }
-        }
-    }
+    CvResult result = rollOverIfDue(items, needed);
+    if (!isSuccess(result))
+        return result;
 
     uint64_t written = 0;
-    CvResult result = WriteNextFrame(items, written);
+    result = WriteNextFrame(items, written);
     if (!isSuccess(result))
         return result;
     riffSize += written;
@@ -393,8 +395,38 @@ CvResult FileWriter::WriteSamples(const TrackData* items, unsigned count)
     return OK;
 }
 
+CvResult FileWriter::rollOverIfDue(const TrackData* items, uint64_t needed)
+{
+    if (strl[0].samplesWritten == 0)
+        return OK;
+    size_t longest = 0;
+    bool displayComplete = true;
+    for (const CStrl& stream : strl) {
+        longest = std::max(longest, stream.IndexList_Size());
+        displayComplete = displayComplete && stream.HaveAllFrames();
+    }
+    const uint64_t limit = riffIndex ? avixRiffLimit : firstRiffLimit;
+    if (riffSize + 2 * needed <= limit && longest + 64 < maxIndexEntries)
+        return OK;
+    const uint32_t frameType = items[trackOrder[0]].frameType;
+    const bool overdue = riffSize + 2 * needed > overdueRiffSize || longest + overdueIndexMargin >= maxIndexEntries;
+    const bool full = riffSize + needed >= fullRiffSize || longest + 1 >= maxIndexEntries;
+    if (isKeyFrameType(frameType) || (overdue && displayComplete) || full)
+        return CreateNewRIFFChunk();
+    setLastError(L"Cannot create new riff chunk item not a key frame, frame type=" + std::to_wstring(frameType));
+    return OK;
+}
+
+uint32_t FileWriter::displayPositionOf(const TrackData& item)
+{
+    const uint32_t shown = nextRealLocation != noRealLocation ? nextRealLocation : item.presentationIndex;
+    nextRealLocation = noRealLocation;
+    return shown;
+}
+
 CvResult FileWriter::WriteNextFrame(const TrackData* items, uint64_t& written)
 {
+    const uint32_t realLocation = nextRealLocation;
     written = 0;
     size_t at = 0;
     std::vector<size_t> added;
@@ -402,7 +434,8 @@ CvResult FileWriter::WriteNextFrame(const TrackData* items, uint64_t& written)
         const TrackData& item = items[trackOrder[stream.streamIndex]];
         if (item.size == 0 || !item.data)
             continue;
-        stream.IndexList_Add(endOfData + at, item);
+        stream.IndexList_Add(endOfData + at, item, stream.isVideo ? displayPositionOf(item) : 0,
+                             findIBPRealLocation);
         added.push_back(stream.streamIndex);
         writeLE32(frameBuffer.data() + at, stream.chunkId);
         writeLE32(frameBuffer.data() + at + 4, item.size);
@@ -423,15 +456,17 @@ CvResult FileWriter::WriteNextFrame(const TrackData* items, uint64_t& written)
         return OK;
     auto undo = [&] {
         for (size_t s : added)
-            strl[s].IndexList_RemoveLast();
+            strl[s].IndexList_RemoveLast(findIBPRealLocation);
+        nextRealLocation = realLocation;
     };
     unsigned done = 0;
     CvResult result = file.seek(static_cast<unsigned long>(endOfData), nullptr, 0);
     if (isSuccess(result))
         result = file.write(frameBuffer.data(), static_cast<unsigned>(at), done);
     if (!isSuccess(result)) {
+        const int error = errno;
         undo();
-        setLastError(result, L"WriteNextFrame failed to write data. ");
+        setLastError(result, L"WriteNextFrame failed to write data. %ls", systemReason(error).c_str());
         return result;
     }
     if (done != at) {
@@ -453,7 +488,7 @@ CvResult FileWriter::close()
     CvResult result = OK;
     const bool hasFrames = strl[0].samplesWritten > 0;
     if (hasFrames) {
-        result = WriteIndexTable(false);
+        result = WriteIndexTable(false, true);
         CvResult legacy = WriteLegacyIndexTable();
         CvResult flushed = Flush();
         if (isSuccess(result))

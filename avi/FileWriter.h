@@ -31,11 +31,31 @@ public:
     // Brings the header up to date with what has been written.
     CvResult Flush();
     // Every n frames the indexes and header are brought up to date; 0 never.
-    void set_FlushFrequency(unsigned n) { flushFrequency = n; }
+    // Unless set, a file is flushed once a second of video.
+    void set_FlushFrequency(unsigned n)
+    {
+        flushFrequency = n;
+        flushFrequencyChosen = true;
+    }
+    // The display position of the next video frame, in place of its row's, once.
+    void set_NextIndexRealLocation(uint32_t n) { nextRealLocation = n; }
+    // The display positions of an MPEG-2 stream's frames worked out from
+    // their types, in place of their rows': each B picture is shown before the
+    // I or P picture decoded ahead of it.
+    void set_FindIBPIndexRealLocation(bool on) { findIBPRealLocation = on; }
 
 private:
+    // A new RIFF is due at the next key frame once a RIFF passes these sizes.
     static constexpr uint32_t firstRiffLimit = 0x7E000000;
     static constexpr uint32_t avixRiffLimit = 0x7F000000;
+    // Past 2 GiB (or with its index this near to full) a RIFF is overdue: it
+    // ends at the next frame whose display order is complete, key frame or
+    // not. One more frame that would take it to 4 GiB or fill its index ends
+    // it at once.
+    static constexpr uint64_t overdueRiffSize = 0x80000000;
+    static constexpr unsigned overdueIndexMargin = 16;
+    static constexpr uint64_t fullRiffSize = 0x100000000;
+    static constexpr uint32_t noRealLocation = 0xFFFFFFFF;
 
     void initVariables();
     void Header_CreateChunk_hdrl(RiffBuilder& out);
@@ -46,11 +66,17 @@ private:
     void Header_CreateChunk_ISMP(RiffBuilder& out);
     void Header_CreateChunk_ISXX(RiffBuilder& out, uint32_t fourcc, const std::string& text);
     CvResult WriteHeader();
-    CvResult WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size);
-    CvResult WriteIndexTable(bool updateHeader);
+    // `what` names the bytes in the error text.
+    CvResult WriteAtOffset(uint64_t offset, const unsigned char* data, size_t size, const wchar_t* what);
+    // `lastPass` when the current RIFF's indexes are written for the last time.
+    CvResult WriteIndexTable(bool updateHeader, bool lastPass = false);
     CvResult WriteLegacyIndexTable();
     CvResult CreateNewRIFFChunk();
     CvResult WriteNextFrame(const TrackData* items, uint64_t& written);
+    // Whether the frame in `items` starts a new RIFF, which it then does.
+    CvResult rollOverIfDue(const TrackData* items, uint64_t needed);
+    // The display position the next video frame's index entry takes.
+    uint32_t displayPositionOf(const TrackData& item);
 
     std::vector<unsigned char>& currentHead() { return riffIndex ? avixHead : header; }
     // The movi list of the current RIFF: its LIST in the head, and the file
@@ -69,7 +95,10 @@ private:
     std::vector<TrackStructuralData> tracks;
     std::vector<uint16_t> trackOrder;
     unsigned flushFrequency = 0;
+    bool flushFrequencyChosen = false;
     unsigned framesSinceFlush = 0;
+    uint32_t nextRealLocation = noRealLocation;
+    bool findIBPRealLocation = false;
     std::vector<unsigned char> header;
     std::vector<unsigned char> frameBuffer;
     std::vector<CStrl> strl;

@@ -195,6 +195,14 @@ void CStrl::CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& head
     }
     const uint32_t fields = video.frameLayout == 3 ? 2 : 1;
     const uint32_t fieldHeight = video.height / fields;
+    // The first active line of each field (or of the frame), by the lines of the system.
+    uint32_t firstLine[2] = {23, 336};
+    if (vTotal == 525)
+        firstLine[0] = 20, firstLine[1] = 283;
+    else if (vTotal == 1125)
+        firstLine[0] = fields == 2 ? 21 : 42, firstLine[1] = 584;
+    else if (vTotal == 750)
+        firstLine[0] = 26;
     size_t chunk = header.open(fourCC("vprp"));
     header.u32(token);
     header.u32(standard);
@@ -213,28 +221,50 @@ void CStrl::CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& head
         header.u32(0);             // valid bitmap x and y offsets
         header.u32(0);
         header.u32(0);             // x offset in T
-        header.u32(field == 0 ? (vTotal == 525 ? 20 : 23) : (vTotal == 525 ? 283 : 336));
+        header.u32(firstLine[field]);
     }
     header.close(chunk);
 }
 
-void CStrl::IndexList_Add(uint64_t offset, const TrackData& item)
+void CStrl::IndexList_Add(uint64_t offset, const TrackData& item, uint32_t shownAt, bool shownFromTypes)
 {
     CIndexEntry entry;
     entry.chunkId = chunkId;
-    entry.flags = 16;
+    // P and B pictures are no key frames in idx1, nor in a plain index.
+    entry.flags = isKeyFrameType(item.frameType) ? idx1KeyFrame : 0;
     entry.offset = offset;
     entry.size = item.size;
     entry.frameType = std::max<uint16_t>(indexFrameType(item.frameType), FrameIntra);
     entry.decodeIndex = indexList.empty() ? static_cast<uint32_t>(samplesWritten) : indexList.back().decodeIndex + 1;
-    entry.displayIndex = isVideo && indexType == 16 ? item.presentationIndex : entry.decodeIndex;
+    entry.displayIndex = entry.decodeIndex;
+    if (isVideo && indexType == 16) {
+        entry.displayIndex = shownAt;
+        if (shownFromTypes) {
+            CIndexEntry* anchor = entry.frameType & FrameBidirectional ? lastAnchor() : nullptr;
+            entry.displayIndex = anchor ? anchor->displayIndex++ : entry.decodeIndex;
+        }
+    }
     indexList.push_back(entry);
 }
 
-void CStrl::IndexList_RemoveLast()
+CIndexEntry* CStrl::lastAnchor()
 {
-    if (!indexList.empty())
-        indexList.pop_back();
+    const size_t stop = indexList.size() > displayReach ? indexList.size() - displayReach : 0;
+    for (size_t i = indexList.size(); i-- > stop;)
+        if (!(indexList[i].frameType & FrameBidirectional))
+            return &indexList[i];
+    return nullptr;
+}
+
+void CStrl::IndexList_RemoveLast(bool shownFromTypes)
+{
+    if (indexList.empty())
+        return;
+    const CIndexEntry removed = indexList.back();
+    indexList.pop_back();
+    if (shownFromTypes && isVideo && indexType == 16 && (removed.frameType & FrameBidirectional))
+        if (CIndexEntry* anchor = lastAnchor())
+            --anchor->displayIndex;
 }
 
 void CStrl::IndexList_Reset() { indexList.clear(); }
@@ -252,18 +282,23 @@ bool CStrl::Flush(std::vector<unsigned char>& header, unsigned sectorSize, uint3
     return changed;
 }
 
-bool CStrl::WriteMQIndexEntry(size_t i, unsigned char* out) const
+bool CStrl::WriteMQIndexEntry(size_t i, unsigned char* out, bool lastPass) const
 {
     const CIndexEntry& entry = indexList[i];
     const uint32_t expected = entry.decodeIndex;
-    // The frame shown at this entry's place lies within 64 entries of it.
-    const size_t from = i > 64 ? i - 64 : 0, to = std::min(indexList.size(), i + 65);
+    // The frame shown at this entry's place lies within reach of it.
+    const size_t from = i > displayReach ? i - displayReach : 0, to = std::min(indexList.size(), i + displayReach + 1);
     const CIndexEntry* shown = nullptr;
     for (size_t j = from; j < to && !shown; ++j)
         if (indexList[j].displayIndex == expected)
             shown = &indexList[j];
-    if (!shown)
+    // A RIFF that ends before that frame came (display positions that were
+    // never complete) lists the entry as shown in its own place, so that its
+    // index holds every frame it holds.
+    if (!shown && !lastPass)
         return false;
+    if (!shown)
+        shown = &entry;
     uint32_t sizeAndType = entry.size;
     if (entry.frameType & FrameBidirectional)
         sizeAndType |= 0x40000000;
@@ -278,7 +313,8 @@ bool CStrl::WriteMQIndexEntry(size_t i, unsigned char* out) const
 }
 
 CvResult CStrl::WriteIndexTable(unsigned char* slot, uint64_t slotOffset, uint64_t moviBase,
-                                std::vector<unsigned char>& header, bool& headerChanged, Base& errors)
+                                std::vector<unsigned char>& header, bool& headerChanged, Base& errors,
+                                bool lastPass)
 {
     if (superIndexUsed >= maxSuperIndexEntries) {
         errors.setLastError(Fail, L"Avi::CStrl::WriteIndexTable: SuperIndexEntries (%d) has exceed max entries (%d)",
@@ -298,12 +334,12 @@ CvResult CStrl::WriteIndexTable(unsigned char* slot, uint64_t slotOffset, uint64
         unsigned char* out = slot + superIndexHeadSize + i * entrySize;
         if (indexType == 16) {
             // What can't be paired yet waits for the next pass.
-            if (!WriteMQIndexEntry(i, out))
+            if (!WriteMQIndexEntry(i, out, lastPass))
                 break;
             continue;
         }
         writeLE32(out, static_cast<uint32_t>(indexList[i].offset + 8 - moviBase));
-        writeLE32(out + 4, indexList[i].size);
+        writeLE32(out + 4, indexList[i].size | (indexList[i].flags & idx1KeyFrame ? 0 : stdIndexNotKey));
     }
     writeLE32(slot, indexChunkId);
     writeLE32(slot + 4, indexSlotSize - 8);
@@ -335,7 +371,7 @@ bool CStrl::HaveAllFrames() const
     if (!isVideo || indexType != 16 || samplesWritten == 0)
         return true;
     const uint32_t last = static_cast<uint32_t>(samplesWritten - 1);
-    const size_t from = indexList.size() > 64 ? indexList.size() - 64 : 0;
+    const size_t from = indexList.size() > displayReach ? indexList.size() - displayReach : 0;
     for (size_t i = indexList.size(); i-- > from;)
         if (indexList[i].displayIndex == last)
             return true;

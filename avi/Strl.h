@@ -16,7 +16,7 @@ inline bool isKeyFrameType(uint32_t frameType) { return (frameType & (HalcPFrame
 // One chunk written to a movi list, as the stream's indexes list it.
 struct CIndexEntry {
     uint32_t chunkId = 0;
-    uint32_t flags = 0;         // 16: a key frame, in idx1's terms
+    uint32_t flags = 0;         // idx1KeyFrame for a key frame
     uint64_t offset = 0;        // of the chunk's head in the file
     uint32_t size = 0;
     uint16_t frameType = 4;     // IndexEntry bits, 4 and up; a type below 5 is kept as 4
@@ -32,17 +32,23 @@ public:
     static constexpr unsigned superIndexHeadSize = 32;
     // Each stream's standard index has this much room in every RIFF.
     static constexpr uint32_t indexSlotSize = 0x10000;
+    // How far before or after an entry the frame shown in its place is looked for.
+    static constexpr size_t displayReach = 64;
 
     // Lays the stream's LIST strl into the header and notes where the values
     // that change as frames arrive lie in it.
     void Create(unsigned index, const TrackStructuralData& track, RiffBuilder& header);
 
     static unsigned GetLongsPerEntryForIndexType(unsigned type) { return type == 0 ? 2 : type == 16 ? 6 : 0; }
-    // An entry for a chunk just laid at `offset`.
-    void IndexList_Add(uint64_t offset, const TrackData& item);
+    // An entry for a chunk just laid at `offset`. A long-GOP video stream
+    // shows it at `shownAt`, or, with `shownFromTypes`, where its frame type
+    // puts it: a B picture one place ahead of the anchor decoded before it,
+    // which moves one place on.
+    void IndexList_Add(uint64_t offset, const TrackData& item, uint32_t shownAt, bool shownFromTypes);
     const CIndexEntry& IndexList_GetEntry(size_t i) const { return indexList[i]; }
     size_t IndexList_Size() const { return indexList.size(); }
-    void IndexList_RemoveLast();
+    // Takes back the last entry, and what adding it did to its anchor.
+    void IndexList_RemoveLast(bool shownFromTypes);
     void IndexList_Reset();
 
     // Writes dwLength, dwSuggestedBufferSize and biSizeImage into the header;
@@ -52,8 +58,10 @@ public:
     // The standard index into its slot of the current head (`slot`, which
     // lies at `slotOffset` in the file), and the super index entry for it in
     // the header. `headerChanged` is set when the header was touched.
+    // `lastPass` when the RIFF takes no more frames.
     CvResult WriteIndexTable(unsigned char* slot, uint64_t slotOffset, uint64_t moviBase,
-                             std::vector<unsigned char>& header, bool& headerChanged, Base& errors);
+                             std::vector<unsigned char>& header, bool& headerChanged, Base& errors,
+                             bool lastPass);
 
     uint32_t get_MaxBufferSize() const { return fixedFrameSize ? fixedFrameSize : maxItemSize + 32; }
     uint64_t get_SampleCountFromDataSize(uint32_t size) const;
@@ -92,8 +100,12 @@ private:
     void CreateChunk_vprp(const TrackStructuralData& track, RiffBuilder& header);
     // The standard index entry of a long-GOP stream: 24 bytes with frame type,
     // display index and the stored index of the frame shown at that place;
-    // false when that frame is not within reach of the list yet.
-    bool WriteMQIndexEntry(size_t i, unsigned char* out) const;
+    // false when that frame is not within reach of the list yet. On the
+    // `lastPass` of a RIFF such an entry names itself.
+    bool WriteMQIndexEntry(size_t i, unsigned char* out, bool lastPass) const;
+    // The last I or P picture among the entries, no further back than a
+    // stored index reaches; null when none.
+    CIndexEntry* lastAnchor();
 
     std::vector<CIndexEntry> indexList;
     // Offsets in the header.

@@ -26,6 +26,8 @@ struct FileWriterParams {
     unsigned width = 0;
     unsigned height = 0;
     unsigned stride = 0;
+    // Bits per component of the pictures handed over (the host's image format).
+    unsigned bitsPerComponent = 8;
     // 3 or 4 progressive, else interlaced.
     unsigned scanMode = 0;
     unsigned aspectRatio = 0;

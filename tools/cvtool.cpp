@@ -11,7 +11,6 @@
 
 #include "frame/Utf8.h"
 #include "mxf/write/AafDictionaryFiles.h"
-#include "tools/AviWriteBench.h"
 #include "tools/Capture.h"
 #include "tools/CommandLine.h"
 #include "tools/DriverRegistration.h"
@@ -92,7 +91,6 @@ int rewrap(PluginHost& host, const Arguments& args) { return rewrapFile(host, ar
 int extract(PluginHost& host, const Arguments& args) { return extractStream(*host.fileReader(), args.asList()); }
 int capture(PluginHost&, const Arguments& args) { return captureFile(args.asList()); }
 int indexbench(PluginHost&, const Arguments& args) { return indexBench(args.asList()); }
-int aviwritebench(PluginHost&, const Arguments& args) { return aviWriteBench(args.asList()); }
 
 int follow(PluginHost& host, const Arguments& args)
 {
@@ -193,13 +191,6 @@ const std::vector<Command>& commands()
           nullptr},
          false,
          indexbench},
-        {{"aviwritebench",
-          "time rewrapping an AVI file's video and audio with the AVI writer",
-          {},
-          {{"SOURCE", O::InputFile, false}, {"OUTPUT", O::Output, false}},
-          nullptr},
-         false,
-         aviwritebench},
         {{"dump",
           "list an MXF file's partitions and header metadata sets with their properties",
           {{"--json", nullptr, K::None, "as JSON"}},

@@ -5,7 +5,6 @@
 
 #include "avi/AviMediaType.h"
 #include "frame/FourCC.h"
-#include "frame/Rates.h"
 #include "host/FrameRates.h"
 #include "host/Log.h"
 
@@ -69,19 +68,8 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     Hc::getFrameRateFraction(params.frameRate, timecode.timecode.rateNumerator, timecode.timecode.rateDenominator);
 
     Corvidane::TrackStructuralData& picture = tracks[1];
-    picture.streamType = Corvidane::StreamVideo;
-    Corvidane::VideoStructuralData& v = picture.video;
-    v.fourcc = codeOf(setting(config, "codec_type"), params.compression);
-    v.width = params.width;
-    v.height = params.height;
-    v.bitsPerPixel = Corvidane::getBppForFCC(v.fourcc);
-    v.stride = params.stride;
-    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
-    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
-    v.gopSize = std::max(params.gopLength, 1u);
-    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
-    v.dataRate = params.frameSize;
-    setAspectAndColour(params, v);
+    picture = pictureTrack(params, codeOf(setting(config, "codec_type"), params.compression));
+    const Corvidane::VideoStructuralData& v = picture.video;
     if (v.fourcc == fourCC("MMES") || v.fourcc == fourCC("M701")) {
         const std::vector<unsigned char> type = mpeg2MediaType(params, v.width, v.height);
         picture.extendedData = static_cast<unsigned char*>(std::malloc(type.size()));
@@ -100,8 +88,21 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
             Corvidane::freeExtendedData(track);
         return HcErrFromCvResult(created);
     }
-    file = new FileInfo(std::move(writer), std::move(tracks), params, CvWrappers::WriteLoop::Layout{0, 1, 2, false});
+    file = new FileInfo(std::move(writer), std::move(tracks), params, CvWrappers::WriteLoop::Layout{0, 1, 2, false},
+                        v.fourcc == fourCC("BGRA") && params.bitsPerComponent == 10);
     return file->initialise();
+}
+
+int FileWriter::FileInfo::writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType)
+{
+    if (!m_reverseWords)
+        return WriteLoop::writeSurface(bytes, size, frameType);
+    // The host's buffer stays as it was handed over: the words are reversed
+    // in a copy of their own.
+    m_reversed.assign(bytes, bytes + size);
+    for (size_t at = 0; at + 4 <= m_reversed.size(); at += 4)
+        std::reverse(m_reversed.begin() + std::ptrdiff_t(at), m_reversed.begin() + std::ptrdiff_t(at + 4));
+    return WriteLoop::writeSurface(m_reversed.data(), size, frameType);
 }
 
 CvResult FileWriter::FileInfo::writeRows(Corvidane::TrackData* rows, unsigned count)

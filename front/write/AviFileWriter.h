@@ -21,17 +21,24 @@ public:
     // One AVI file being written.
     class FileInfo : public CvWrappers::WriteLoop {
     public:
+        // `reverseWords` for 10-bit BGRA, whose 32-bit words the host hands
+        // over in the other byte order.
         FileInfo(std::unique_ptr<Corvidane::Avi::FileWriter> writer, std::vector<Corvidane::TrackStructuralData> tracks,
-                 const Hc::FileWriterParams& params, Layout layout)
-            : WriteLoop(std::move(tracks), params, layout), m_writer(std::move(writer))
+                 const Hc::FileWriterParams& params, Layout layout, bool reverseWords)
+            : WriteLoop(std::move(tracks), params, layout), m_writer(std::move(writer)), m_reverseWords(reverseWords)
         {
         }
 
+        int writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType) override;
+
     private:
+        // Failures are logged with the writer's text.
         CvResult writeRows(Corvidane::TrackData* rows, unsigned count) override;
 
         // Destroyed with the file: that closes it.
         std::unique_ptr<Corvidane::Avi::FileWriter> m_writer;
+        bool m_reverseWords;
+        std::vector<unsigned char> m_reversed;
     };
 };
 

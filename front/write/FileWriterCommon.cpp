@@ -1,9 +1,12 @@
 #include "front/write/FileWriterCommon.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "frame/ColourPairs.h"
+#include "frame/FourCC.h"
+#include "frame/Rates.h"
 #include "frame/Utf8.h"
 #include "host/FrameRates.h"
 
@@ -90,6 +93,47 @@ void FileWriterCommon::setAspectAndColour(const Hc::FileWriterParams& params, Co
         Corvidane::videoColourPair(params.colorimetry >= 1 && params.colorimetry <= 7 ? params.colorimetry : 0);
     video.colourPrimaries = uint32_t(colour.first);
     video.transferCharacteristic = uint32_t(colour.second);
+}
+
+namespace {
+
+// The matrix that goes with each set of primaries, by their code.
+uint32_t matrixFor(uint32_t primaries)
+{
+    static const uint32_t matrices[] = {1, 0, 0, 2, 3, 3};
+    return primaries >= 1 && primaries <= 6 ? matrices[primaries - 1] : 0;
+}
+
+} // namespace
+
+Corvidane::TrackStructuralData FileWriterCommon::pictureTrack(const Hc::FileWriterParams& params, uint32_t fourcc)
+{
+    using Corvidane::fourCC;
+    Corvidane::TrackStructuralData track{};
+    track.streamType = Corvidane::StreamVideo;
+    Corvidane::VideoStructuralData& v = track.video;
+    v.fourcc = fourcc;
+    v.height = params.height;
+    if (fourcc == fourCC("GIMX") && params.height == 486)
+        v.height = 512;
+    else if (fourcc == fourCC("GIMX") && params.height == 576)
+        v.height = 608;
+    else if ((fourcc == fourCC("dvsd") || fourcc == fourCC("dv25") || fourcc == fourCC("dv50") ||
+              fourcc == fourCC("PPG2")) &&
+             params.height == 486)
+        v.height = 480;
+    v.width = params.compression == 1244 || params.compression == 1259 || params.compression == 1260 ? 1440
+                                                                                                      : params.width;
+    v.bitsPerPixel = Corvidane::getBppForFCC(fourcc);
+    v.stride = params.stride;
+    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
+    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
+    v.gopSize = std::max(params.gopLength, 1u);
+    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
+    v.dataRate = params.frameSize;
+    setAspectAndColour(params, v);
+    v.matrixCoefficients = matrixFor(v.colourPrimaries);
+    return track;
 }
 
 WriteLoop::WriteLoop(std::vector<Corvidane::TrackStructuralData> tracks, const Hc::FileWriterParams& params,

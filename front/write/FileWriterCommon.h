@@ -42,6 +42,11 @@ protected:
     // The container writer's words on the last openFile; empty after one
     // that succeeded.
     void setLastError(std::wstring text) { m_lastError = std::move(text); }
+    // The picture track of the MXF and AVI resources for the coding
+    // `fourcc`: DV's 486 lines stored as 480, IMX's as 512 or 608 with its
+    // VBI, the 1440-wide HDV and DVCPRO HD codes, and the matrix that goes
+    // with the primaries.
+    static Corvidane::TrackStructuralData pictureTrack(const Hc::FileWriterParams& params, uint32_t fourcc);
 
 private:
     std::string m_name;

@@ -2,15 +2,11 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
 #include "frame/FourCC.h"
-#include "frame/Rates.h"
 #include "frame/Utf8.h"
 #include "host/FormatCodes.h"
-#include "host/FrameRates.h"
 
 using Corvidane::fourCC;
 
@@ -21,13 +17,6 @@ namespace {
 constexpr uint32_t noVideo = 0xFFFFFFFFu;
 constexpr int opAtom = 0;
 constexpr int op1a = 1;
-
-// The matrix that goes with each set of primaries, by their code.
-uint32_t matrixFor(uint32_t primaries)
-{
-    static const uint32_t matrices[] = {1, 0, 0, 2, 3, 3};
-    return primaries >= 1 && primaries <= 6 ? matrices[primaries - 1] : 0;
-}
 
 // The dictionaries that OP-Atom files carry are looked for where an
 // installation puts them, then in the folder "mxf" beside the plug-in's own
@@ -68,9 +57,8 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
 
     if (video) {
         Corvidane::TrackStructuralData& picture = tracks[videoRow];
-        picture.streamType = Corvidane::StreamVideo;
-        Corvidane::VideoStructuralData& v = picture.video;
-        v.fourcc = Hc::lookupPlayoutFCC(codeOf(setting(config, "codec_type"), params.compression));
+        picture = pictureTrack(params, Hc::lookupPlayoutFCC(codeOf(setting(config, "codec_type"), params.compression)));
+        const Corvidane::VideoStructuralData& v = picture.video;
         // These codings go to OP-Atom files whatever the tracks say.
         std::wstring xml;
         const bool mxfFormat = params.formatType.size() >= 3 &&
@@ -86,27 +74,6 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
             addMetadata(xml, config, comment.first, comment.second);
         if (!xml.empty())
             assignXMLMetadata(xml, picture);
-        v.height = params.height;
-        if (v.fourcc == fourCC("GIMX") && params.height == 486)
-            v.height = 512;
-        else if (v.fourcc == fourCC("GIMX") && params.height == 576)
-            v.height = 608;
-        else if ((v.fourcc == fourCC("dvsd") || v.fourcc == fourCC("dv25") || v.fourcc == fourCC("dv50") ||
-                  v.fourcc == fourCC("PPG2")) &&
-                 params.height == 486)
-            v.height = 480;
-        v.width = params.compression == 1244 || params.compression == 1259 || params.compression == 1260
-                      ? 1440
-                      : params.width;
-        v.bitsPerPixel = Corvidane::getBppForFCC(v.fourcc);
-        v.stride = params.stride;
-        v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
-        Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
-        v.gopSize = std::max(params.gopLength, 1u);
-        v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
-        v.dataRate = params.frameSize;
-        setAspectAndColour(params, v);
-        v.matrixCoefficients = matrixFor(v.colourPrimaries);
     }
     for (unsigned i = 0; i < audioCount; ++i)
         tracks[firstAudioRow + i] = soundTrack(params.audio[i]);

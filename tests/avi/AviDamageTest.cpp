@@ -110,10 +110,29 @@ TEST_F(AviDamage, OpenDmlWithoutSuperIndexReadsTheFirstRiffFromIdx1)
 
 TEST_F(AviDamage, FileCutInsideMovi)
 {
-    // A classic file loses its idx1 with its tail: it loads, and fails at the
-    // stream, so the editor is refused the file with the reader's text.
+    // A classic file loses its idx1 with its tail: its chunks are read as
+    // they lie, each whole one, as ffprobe reads them (which also gives what
+    // the cut left of the last one).
     std::string original = readAll(testMedia("avi_mjpeg_pcm16.avi"));
-    ASSERT_EQ(load(original.substr(0, original.size() / 2)), OK);
+    const size_t half = original.size() / 2;
+    ASSERT_EQ(load(original.substr(0, half)), OK);
+    ASSERT_EQ(m_reader->essenceOpen(0), OK) << error();
+    std::vector<Packet> ours = cvtoolPackets(m_dir.file("damaged.avi")),
+                        theirs = ffprobePackets(m_dir.file("damaged.avi"));
+    ASSERT_GT(ofStream(theirs, 0).size(), 10u);
+    ASSERT_LT(ofStream(theirs, 0).size(), 50u);
+    ASSERT_EQ(ofStream(ours, 0).size(), ofStream(theirs, 0).size());
+    for (size_t i = 0; i < ofStream(ours, 0).size(); ++i)
+        EXPECT_EQ(ofStream(ours, 0)[i].hash, ofStream(theirs, 0)[i].hash) << i;
+    const std::vector<Packet> theirSound = ofStream(theirs, 1);
+    ASSERT_FALSE(theirSound.empty());
+    const bool cutShort = theirSound.back().pos + theirSound.back().size == half;
+    EXPECT_EQ(totalBytes(ofStream(ours, 1)), totalBytes(theirSound) - (cutShort ? theirSound.back().size : 0));
+
+    // With no chunk whole behind the header, there is nothing to read: the
+    // editor is refused the file with the reader's text.
+    const size_t movi = original.find("movi");
+    ASSERT_EQ(load(original.substr(0, movi + 4 + 8 + 10)), OK);
     EXPECT_EQ(m_reader->essenceOpen(0), Fail);
     EXPECT_TRUE(errorHas("No index table.")) << error();
     int status = 0;

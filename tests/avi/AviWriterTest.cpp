@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <sstream>
 #include <string>
@@ -11,6 +12,7 @@
 #include "avi/FileReader.h"
 #include "avi/FileWriter.h"
 #include "avi/AviTestSupport.h"
+#include "avi/AviWriterSupport.h"
 #include "frame/FourCC.h"
 #include "frame/Utf8.h"
 #include "support/DriverFixture.h"
@@ -19,53 +21,10 @@
 #include "support/TestMedia.h"
 
 using namespace Corvidane;
+using namespace AviWriterTest;
 using Corvidane::Avi::readLE32;
 
 namespace {
-
-// The tracks the front end hands the writer: timecode first, then video and
-// (optionally) 16-bit stereo PCM at 48 kHz.
-std::vector<TrackStructuralData> tracksFor(uint32_t fourcc, uint32_t width, uint32_t height, bool withAudio,
-                                           uint32_t startFrame = 0)
-{
-    std::vector<TrackStructuralData> tracks(withAudio ? 3 : 2);
-    for (TrackStructuralData& t : tracks)
-        t = TrackStructuralData{};
-    tracks[0].streamType = StreamTimecode;
-    tracks[0].timecode = TimecodeStructuralData{25, 1, startFrame, 0};
-    tracks[1].streamType = StreamVideo;
-    tracks[1].video = VideoStructuralData{};
-    tracks[1].video.width = width;
-    tracks[1].video.height = height;
-    tracks[1].video.fourcc = fourcc;
-    tracks[1].video.bitsPerPixel = 24;
-    tracks[1].video.rateNumerator = 25;
-    tracks[1].video.rateDenominator = 1;
-    tracks[1].video.frameLayout = 4;
-    if (withAudio) {
-        tracks[2].streamType = StreamAudio;
-        tracks[2].audio = AudioStructuralData{1, 2, 48000, 16, 4, 192000, 1, 1};
-    }
-    return tracks;
-}
-
-// The packets of a file with their bytes, read back through ffprobe's places.
-struct Packets {
-    std::vector<std::string> video;
-    std::string audio;
-};
-
-Packets packetsOf(const std::string& path)
-{
-    std::string bytes = readFile(path);
-    Packets out;
-    for (const AviTest::Packet& p : AviTest::ffprobePackets(path)) {
-        // ffprobe places a packet at its data, behind the chunk's head.
-        std::string data = bytes.substr(p.pos, p.size);
-        (p.stream == 0 ? out.video.emplace_back() : out.audio) += data;
-    }
-    return out;
-}
 
 std::string framemd5(const std::string& path, const char* stream)
 {
@@ -96,24 +55,7 @@ protected:
                Avi::FileWriter& writer, const std::vector<uint32_t>& types = {})
     {
         ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
-        const unsigned zero = 0;
-        size_t audioAt = 0;
-        for (size_t i = 0; i < packets.video.size(); ++i) {
-            std::vector<TrackData> rows(tracks.size());
-            rows[0] = TrackData{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0};
-            rows[1] = TrackData{reinterpret_cast<const unsigned char*>(packets.video[i].data()),
-                                uint32_t(packets.video[i].size()), uint32_t(i),
-                                i < types.size() ? types[i] : HalcIFrame};
-            if (tracks.size() > 2) {
-                size_t end = std::min(packets.audio.size(), (i + 1) * 1920 * 4);
-                if (i + 1 == packets.video.size())
-                    end = packets.audio.size();
-                rows[2] = TrackData{reinterpret_cast<const unsigned char*>(packets.audio.data() + audioAt),
-                                    uint32_t(end - audioAt), 0, 0};
-                audioAt = end;
-            }
-            ASSERT_EQ(writer.WriteSamples(rows.data(), unsigned(rows.size())), OK) << writer.getLastError();
-        }
+        ASSERT_EQ(writeFrames(writer, tracks, packets, 0, packets.video.size(), types), OK) << writer.getLastError();
         ASSERT_EQ(writer.close(), OK) << writer.getLastError();
     }
     TempDir m_dir;
@@ -195,14 +137,156 @@ TEST_F(AviWriter, LongFilesRollOverIntoAvixRiffs)
     expectOurReaderFinds(out, packets, {0, 8200, 16999});
 }
 
-// A GUID as media type records store it: the first three parts little-endian.
-void putGuid(std::string& block, size_t at, const GUID& guid)
+// The RIFFs of a file, in order: each one's offset.
+std::vector<size_t> riffsOf(const std::string& bytes)
 {
-    auto* p = reinterpret_cast<unsigned char*>(&block[at]);
-    Avi::writeLE32(p, guid.Data1);
-    Avi::writeLE16(p + 4, guid.Data2);
-    Avi::writeLE16(p + 6, guid.Data3);
-    std::copy(guid.Data4, guid.Data4 + 8, p + 8);
+    std::vector<size_t> riffs;
+    for (size_t at = 0; at + 12 <= bytes.size() && bytes.compare(at, 4, "RIFF") == 0;) {
+        riffs.push_back(at);
+        at += 8 + readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 4);
+    }
+    return riffs;
+}
+
+// A stream whose key frames stop coming after the first: short of its
+// index overfilling, a RIFF ends at a P picture, and every frame reads back
+// through ffprobe and our reader.
+TEST_F(AviWriter, RiffsRollOverWithoutKeyFrames)
+{
+    auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
+    Packets packets;
+    for (unsigned i = 0; i < 20000; ++i)
+        packets.video.push_back("frame " + std::to_string(i));
+    std::vector<uint32_t> types(packets.video.size(), HalcPFrame);
+    types[0] = HalcIFrame;
+    std::string out = m_dir.file("nokeys.avi");
+    Avi::FileWriter writer;
+    write(out, tracks, packets, writer, types);
+
+    const std::string bytes = readFile(out);
+    EXPECT_EQ(riffsOf(bytes).size(), 3u);
+    EXPECT_EQ(riffsOf(bytes).back() + 8 + readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) +
+                                                   riffsOf(bytes).back() + 4),
+              bytes.size());
+    auto probed = AviTest::ffprobePackets(out);
+    ASSERT_EQ(probed.size(), packets.video.size());
+    for (size_t i = 0; i < probed.size(); ++i)
+        ASSERT_EQ(bytes.substr(probed[i].pos, probed[i].size), packets.video[i]) << i;
+    expectOurReaderFinds(out, packets, {0, 8171, 8172, 16343, 16344, 19999});
+    // Only the first frame is a key frame, in idx1 and in the standard indexes.
+    const auto* raw = reinterpret_cast<const unsigned char*>(bytes.data());
+    const size_t idx1 = bytes.find("idx1");
+    ASSERT_NE(idx1, std::string::npos);
+    EXPECT_EQ(readLE32(raw + idx1 + 8 + 4), 0x10u);
+    EXPECT_EQ(readLE32(raw + idx1 + 8 + 16 + 4), 0u);
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK);
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    for (unsigned frame : {0u, 1u, 8172u, 19999u}) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK);
+        EXPECT_EQ(isKeyFrame(entry), frame == 0) << frame;
+    }
+}
+
+// MPEG-2 in decode order I P B B P B B ... with no I picture after the
+// first: display position and stored index of every picture lie in the
+// frame-typed index of its own RIFF, which ends where the display order is
+// whole, so a reader that reorders by the index finds each frame.
+TEST_F(AviWriter, FrameTypedIndexRollsOverWhereTheDisplayOrderIsWhole)
+{
+    const Packets source = packetsOf(testMedia("avi_mpeg2_gop.avi"));
+    Packets packets;
+    std::vector<uint32_t> types, shown;
+    for (uint32_t i = 0; i < 5998; ++i) {
+        packets.video.push_back(source.video[i % source.video.size()]);
+        const uint32_t place = i == 0 ? 0 : (i - 1) % 3;
+        types.push_back(i == 0 ? HalcIFrame : place == 0 ? HalcPFrame : HalcBFrame);
+        shown.push_back(i == 0 ? 0 : place == 0 ? i + 2 : i - 1);
+    }
+    std::string record;
+    auto tracks = mpeg2TracksFor(record, 352, 288);
+    std::string out = m_dir.file("nokeys-ibp.avi");
+    Avi::FileWriter writer;
+    ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
+    ASSERT_EQ(writeFrames(writer, tracks, packets, 0, packets.video.size(), types, shown), OK)
+        << writer.getLastError();
+    ASSERT_EQ(writer.close(), OK) << writer.getLastError();
+
+    const std::string bytes = readFile(out);
+    EXPECT_EQ(riffsOf(bytes).size(), 3u);
+    // ffmpeg reads no frame-typed index: it finds the first RIFF's frames,
+    // which end short of a full index, through idx1.
+    auto probed = AviTest::ffprobePackets(out);
+    ASSERT_GT(probed.size(), 2700u);
+    ASSERT_LT(probed.size(), 2729u);
+    EXPECT_LT(probed.back().pos, riffsOf(bytes)[1]);
+    for (size_t i = 0; i < probed.size(); ++i)
+        ASSERT_EQ(bytes.substr(probed[i].pos, probed[i].size), packets.video[i]) << i;
+
+    Avi::FileReader reader;
+    ASSERT_EQ(reader.loadFile(fromUtf8(out), iFile::Unbuffered), OK) << reader.getLastError();
+    ASSERT_EQ(reader.get_Length(0), packets.video.size());
+    ASSERT_EQ(reader.essenceOpen(0), OK);
+    std::vector<uint64_t> offsets;
+    for (unsigned frame = 0; frame < packets.video.size(); ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << frame;
+        ASSERT_EQ(+entry.presentationIndex, shown[frame]) << frame;
+        ASSERT_EQ(isKeyFrame(entry), frame == 0) << frame;
+        offsets.push_back(uint64_t(entry.offset));
+    }
+    // Reordered by the index, which names for each place the stored picture
+    // shown there, within its own RIFF, position n lies where the picture
+    // shown n-th does.
+    ASSERT_TRUE(reader.set_TemporalReordering(true));
+    std::vector<size_t> storedAt(shown.size());
+    for (size_t i = 0; i < shown.size(); ++i)
+        storedAt[shown[i]] = i;
+    for (unsigned frame = 0; frame < packets.video.size(); ++frame) {
+        IndexEntry entry;
+        ASSERT_EQ(reader.getIndexEntry(frame, entry), OK) << frame << reader.getLastError();
+        ASSERT_EQ(+entry.offset, offsets[storedAt[frame]]) << frame;
+    }
+}
+
+// Display positions worked out from the frame types, or given one frame at a
+// time ahead of the frame, give the file that the rows' own positions give.
+TEST_F(AviWriter, DisplayPositionsFromFrameTypesOrSetAheadWriteTheSameFile)
+{
+    Packets packets;
+    std::vector<uint32_t> types, shown;
+    // Decode order I P B B P B B ..., a new I picture every 12 frames, whose
+    // two B pictures after it are shown before it.
+    for (uint32_t i = 0; i < 2998; ++i) {
+        packets.video.push_back("picture " + std::to_string(i));
+        const uint32_t place = i == 0 ? 0 : (i - 1) % 3;
+        types.push_back(i == 0 || (place == 0 && i % 12 == 1) ? HalcIFrame : place == 0 ? HalcPFrame : HalcBFrame);
+        shown.push_back(i == 0 ? 0 : place == 0 ? i + 2 : i - 1);
+    }
+    std::string record;
+    auto tracks = mpeg2TracksFor(record, 352, 288);
+    auto writeWith = [&](const std::string& name, const std::function<void(Avi::FileWriter&, size_t)>& before) {
+        Avi::FileWriter writer;
+        EXPECT_EQ(writer.create(fromUtf8(m_dir.file(name)), tracks.data(), unsigned(tracks.size())), OK);
+        const std::vector<uint32_t> nowhere(packets.video.size(), 0);
+        for (size_t i = 0; i < packets.video.size(); ++i) {
+            if (before)
+                before(writer, i);
+            EXPECT_EQ(writeFrames(writer, tracks, packets, i, i + 1, types, before ? nowhere : shown), OK) << i;
+        }
+        EXPECT_EQ(writer.close(), OK);
+        return readFile(m_dir.file(name));
+    };
+    const std::string given = writeWith("given.avi", nullptr);
+    EXPECT_TRUE(writeWith("types.avi", [](Avi::FileWriter& writer, size_t) {
+                    writer.set_FindIBPIndexRealLocation(true);
+                }) == given)
+        << "from the types";
+    EXPECT_TRUE(writeWith("ahead.avi", [&](Avi::FileWriter& writer, size_t i) {
+                    writer.set_NextIndexRealLocation(shown[i]);
+                }) == given)
+        << "set ahead";
 }
 
 // MPEG-2 with B pictures and a media type record: the standard indexes are
@@ -236,26 +320,15 @@ TEST_F(AviWriter, LongGopMpeg2GetsFrameTypedIndexes)
     }
     ASSERT_EQ(display, 50u);
 
-    std::string record(212, '\0');
-    putGuid(record, Avi::mmesMajorType, Avi::MEDIATYPE_Video);
-    putGuid(record, Avi::mmesSubType, Avi::MEDIASUBTYPE_MPEG2_VIDEO);
-    putGuid(record, 48, Avi::FORMAT_MPEG2_VIDEO);
-    auto tracks = tracksFor(fourCC("MMES"), 352, 288, false);
-    tracks[1].extendedData = reinterpret_cast<unsigned char*>(record.data());
-    tracks[1].extendedDataSize = uint16_t(record.size());
-
+    std::string record;
+    auto tracks = mpeg2TracksFor(record, 352, 288);
     std::string out = m_dir.file("longgop.avi");
     Avi::FileWriter writer;
     ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK) << writer.getLastError();
     // Flushes along the way wait for the frames that a B picture's display needs.
     writer.set_FlushFrequency(5);
-    const unsigned zero = 0;
-    for (size_t i = 0; i < packets.video.size(); ++i) {
-        TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
-                             {reinterpret_cast<const unsigned char*>(packets.video[i].data()),
-                              uint32_t(packets.video[i].size()), shown[i], types[i]}};
-        ASSERT_EQ(writer.WriteSamples(rows, 2), OK) << writer.getLastError();
-    }
+    ASSERT_EQ(writeFrames(writer, tracks, packets, 0, packets.video.size(), types, shown), OK)
+        << writer.getLastError();
     ASSERT_EQ(writer.close(), OK) << writer.getLastError();
 
     EXPECT_EQ(framemd5(out, "v"), framemd5(source, "v"));
@@ -316,32 +389,6 @@ TEST_F(AviWriter, RefusalsEmptyFilesAndOddSizes)
     size_t avih = bytes.find("avih");
     EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + avih + 8 + 12), 0x10030u);
     EXPECT_EQ(AviTest::ffprobePackets(path).size(), 2u);
-}
-
-// A disk that fills up: the write says so, and what was written before
-// stays readable once the file is closed.
-TEST_F(AviWriter, FullDiskLeavesAReadableFile)
-{
-    auto tracks = tracksFor(fourCC("MJPG"), 64, 48, false);
-    std::string path = m_dir.file("full.avi");
-    FaultyFiles faulty;
-    Avi::FileWriter writer;
-    ASSERT_EQ(writer.create(fromUtf8(path), tracks.data(), unsigned(tracks.size())), OK);
-    faulty.faults().diskSpace = 0x15000 * 2 + 4096 + 100 * 512;
-    std::string frame(700, 'f');
-    unsigned written = 0;
-    CvResult result = OK;
-    for (; written < 1000 && isSuccess(result); ++written) {
-        TrackData rows[2] = {{nullptr, 0, 0, 0}, {reinterpret_cast<const unsigned char*>(frame.data()), 700, 0, 4}};
-        result = writer.WriteSamples(rows, 2);
-    }
-    EXPECT_FALSE(isSuccess(result));
-    EXPECT_NE(std::wstring(writer.getLastError()).find(L"WriteNextFrame failed to write data."), std::wstring::npos);
-    writer.close();
-    faulty.faults().diskSpace = UINT64_MAX;
-    auto packets = AviTest::ffprobePackets(path);
-    EXPECT_EQ(packets.size(), written - 1);
-    EXPECT_GT(packets.size(), 10u);
 }
 
 } // namespace
@@ -408,6 +455,72 @@ TEST_F(AviWriterDetails, AChunkEndingOnASectorTakesNoJunk)
     ASSERT_EQ(packets.size(), 3u);
     EXPECT_EQ(packets[1].pos - packets[0].pos, 512u) << "the chunks lie back to back, sector after sector";
     EXPECT_EQ(packets[2].pos - packets[1].pos, 512u);
+}
+
+} // namespace
+
+namespace {
+
+// The vprp chunk names the broadcast signal behind the stored pictures: the
+// OpenDML format and standard of the two standard definition systems, and
+// for each the refresh rate, the samples of a whole line and the lines of a
+// frame, the fields, and the first active line of each field. Sizes and
+// rates that are no such signal get none.
+TEST_F(AviWriterDetails, VideoPropertiesNameTheSignal)
+{
+    struct Case {
+        uint32_t width, height, rateNumerator, rateDenominator;
+        bool interlaced;
+        std::vector<uint32_t> expected;  // token, standard, refresh, line, lines, fields, first lines
+    };
+    const Case cases[] = {
+        {720, 576, 25, 1, true, {2, 1, 50, 864, 625, 2, 23, 336}},
+        {720, 486, 30000, 1001, true, {4, 2, 60, 858, 525, 2, 20, 283}},
+        {720, 480, 24000, 1001, false, {}},
+        {1920, 1080, 25, 1, true, {0, 0, 50, 2640, 1125, 2, 21, 584}},
+        {1920, 1080, 24000, 1001, false, {0, 0, 24, 2750, 1125, 1, 42}},
+        {1920, 1080, 30000, 1001, true, {0, 0, 60, 2200, 1125, 2, 21, 584}},
+        {1280, 720, 60000, 1001, false, {0, 0, 60, 1650, 750, 1, 26}},
+        {1280, 720, 50, 1, false, {}},
+        {640, 480, 25, 1, false, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height) + " at " +
+                     std::to_string(c.rateNumerator) + "/" + std::to_string(c.rateDenominator));
+        std::vector<TrackStructuralData> tracks = tracksFor(fourCC("UYVY"), c.width, c.height, false);
+        tracks[1].video.rateNumerator = tracks[0].timecode.rateNumerator = c.rateNumerator;
+        tracks[1].video.rateDenominator = tracks[0].timecode.rateDenominator = c.rateDenominator;
+        tracks[1].video.frameLayout = c.interlaced ? 3 : 4;
+        tracks[1].video.aspect = 16u << 16 | 9u;
+        const std::string out = m_dir.file("vprp.avi");
+        Avi::FileWriter writer;
+        ASSERT_EQ(writer.create(fromUtf8(out), tracks.data(), unsigned(tracks.size())), OK);
+        const std::string frame(1000, 'v');
+        const uint32_t zero = 0;
+        const TrackData rows[2] = {{reinterpret_cast<const unsigned char*>(&zero), 4, 0, 0},
+                                   {reinterpret_cast<const unsigned char*>(frame.data()), 1000, 0, HalcIFrame}};
+        ASSERT_EQ(writer.WriteSamples(rows, 2), OK);
+        ASSERT_EQ(writer.close(), OK);
+        const std::string bytes = readFile(out);
+        const size_t at = bytes.find("vprp");
+        if (c.expected.empty()) {
+            EXPECT_EQ(at, std::string::npos);
+            continue;
+        }
+        ASSERT_NE(at, std::string::npos);
+        const auto word = [&](size_t i) { return readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 8 + 4 * i); };
+        const uint32_t fields = c.expected[5];
+        EXPECT_EQ(readLE32(reinterpret_cast<const unsigned char*>(bytes.data()) + at + 4), 36 + 32 * fields);
+        std::vector<uint32_t> got = {word(0), word(1), word(2), word(3), word(4), word(8)};
+        for (uint32_t field = 0; field < fields; ++field)
+            got.push_back(word(9 + 8 * field + 7));
+        EXPECT_EQ(got, c.expected);
+        EXPECT_EQ(word(5), 16u << 16 | 9u) << "the frame's aspect";
+        EXPECT_EQ(word(6), c.width);
+        EXPECT_EQ(word(7), c.height);
+        EXPECT_EQ(word(9), c.height / fields) << "a field's stored height";
+        EXPECT_EQ(word(10), c.width);
+    }
 }
 
 } // namespace

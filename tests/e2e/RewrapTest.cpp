@@ -118,24 +118,6 @@ TEST(Rewrap, DvToMxfAndBackKeepsPicturesAndSound)
     }
 }
 
-// The AVI writer resource: the same coded pictures (key frames included) and
-// sound, from AVI files and movies.
-TEST(Rewrap, ToAviKeepsPicturesAndSound)
-{
-    for (const char* name : {"avi_mjpeg_pcm16.avi", "avi_dv_pal.avi", "avi_uyvy.avi", "avi_mpeg2_gop.avi", "v210.mov",
-                             "mpeg2_longgop.mov"}) {
-        SCOPED_TRACE(name);
-        TempDir dir;
-        const std::string source = testMedia(name);
-        const std::string copy = dir.file("copy.avi");
-        rewrap(source, copy);
-        EXPECT_EQ(videoPackets(copy), videoPackets(source));
-        const std::string sound = " -map 0:a? -c:a pcm_s32le -f md5 - ";
-        EXPECT_EQ(run("ffmpeg -v error -i " + shellQuote(copy) + sound),
-                  run("ffmpeg -v error -i " + shellQuote(source) + sound));
-    }
-}
-
 TEST(Rewrap, AvcFromMp4DecodesToTheSameFrames)
 {
     TempDir dir;

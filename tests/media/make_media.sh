@@ -28,6 +28,9 @@ avi_dv_ntsc.avi)
         -f avi "$tmp" ;;
 avi_mpeg2_gop.avi)
     ff $(video 352x288 25 2) $(tone 48000 2) -c:v mpeg2video -g 12 -bf 2 -b:v 2M -c:a pcm_s16le $exact -f avi "$tmp" ;;
+avi_mmes_gop.avi)
+    # MPEG-2 long GOP under the editor's own AVI code, without sound.
+    ff $(video 352x288 25 2) -c:v mpeg2video -g 12 -bf 2 -b:v 2M -vtag MMES $exact -f avi "$tmp" ;;
 avi_h264.avi)
     ff $(video 320x240 25 2) -c:v libx264 -g 25 -bf 2 -threads 1 $exact -f avi "$tmp" ;;
 avi_uyvy.avi)

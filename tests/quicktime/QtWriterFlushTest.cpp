@@ -3,50 +3,16 @@
 // handed over before the last flush is lost.
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <functional>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "growing/BinaryIndexer.h"
 #include "growing/EwcFileReader.h"
 #include "quicktime/QtReaderFixture.h"
 #include "quicktime/QtWriterSupport.h"
+#include "support/KilledWriter.h"
 
 using namespace Corvidane;
 using namespace qtw;
 
 namespace {
-
-// Runs `write` in a child process, which then waits; kills the child with
-// SIGKILL once it has written. True when `write` succeeded. What `write`
-// writes with must outlive it (left to the kill), or closing would finish
-// the file.
-bool writtenThenKilled(const std::function<bool()>& write)
-{
-    int pipeFds[2];
-    if (::pipe(pipeFds) != 0)
-        return false;
-    const pid_t child = ::fork();
-    if (child < 0)
-        return false;
-    if (child == 0) {
-        ::close(pipeFds[0]);
-        const char status = write() ? 'K' : 'F';
-        if (::write(pipeFds[1], &status, 1) != 1)
-            _exit(2);
-        for (;;)
-            ::pause();
-    }
-    ::close(pipeFds[1]);
-    char status = 0;
-    const bool told = ::read(pipeFds[0], &status, 1) == 1;
-    ::close(pipeFds[0]);
-    ::kill(child, SIGKILL);
-    int waited = 0;
-    ::waitpid(child, &waited, 0);
-    return told && WIFSIGNALED(waited) && status == 'K';
-}
 
 class QtWriterFlush : public QtReaderFixture {
 protected:
