@@ -106,6 +106,18 @@ uint32_t matrixFor(uint32_t primaries)
 
 } // namespace
 
+void FileWriterCommon::setFrameFields(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& v)
+{
+    v.stride = params.stride;
+    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
+    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
+    // The host's own encoders are intra-only; a long-GOP coding it hands
+    // over (a rewrap) names its GOP.
+    v.gopSize = std::max(params.gopLength, 1u);
+    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
+    v.dataRate = params.frameSize;
+}
+
 Corvidane::TrackStructuralData FileWriterCommon::pictureTrack(const Hc::FileWriterParams& params, uint32_t fourcc)
 {
     using Corvidane::fourCC;
@@ -125,12 +137,7 @@ Corvidane::TrackStructuralData FileWriterCommon::pictureTrack(const Hc::FileWrit
     v.width = params.compression == 1244 || params.compression == 1259 || params.compression == 1260 ? 1440
                                                                                                       : params.width;
     v.bitsPerPixel = Corvidane::getBppForFCC(fourcc);
-    v.stride = params.stride;
-    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
-    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
-    v.gopSize = std::max(params.gopLength, 1u);
-    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
-    v.dataRate = params.frameSize;
+    setFrameFields(params, v);
     setAspectAndColour(params, v);
     v.matrixCoefficients = matrixFor(v.colourPrimaries);
     return track;

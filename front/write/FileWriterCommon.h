@@ -39,6 +39,8 @@ protected:
     static Corvidane::TrackStructuralData timecodeTrack(const configb& config);
     static Corvidane::TrackStructuralData soundTrack(const Hc::AudioStreamDescription& stream);
     static void setAspectAndColour(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video);
+    // The picture's stride, scan, rate, GOP and data rate from the host's parameters.
+    static void setFrameFields(const Hc::FileWriterParams& params, Corvidane::VideoStructuralData& video);
     // The container writer's words on the last openFile; empty after one
     // that succeeded.
     void setLastError(std::wstring text) { m_lastError = std::move(text); }

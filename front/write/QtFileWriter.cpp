@@ -45,14 +45,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     v.activeWidth = settingNumber(config, "activeWidth");
     v.activeHeight = settingNumber(config, "activeHeight");
     v.bitsPerPixel = Corvidane::getBppForFCC(v.fourcc);
-    v.stride = params.stride;
-    v.frameLayout = params.scanMode == 3 || params.scanMode == 4 ? 4 : 3;
-    Hc::getFrameRateFraction(params.frameRate, v.rateNumerator, v.rateDenominator);
-    // The host's own encoders for movies are intra-only; a long-GOP coding it
-    // hands over (a rewrap) names its GOP.
-    v.gopSize = std::max(params.gopLength, 1u);
-    v.gopPeriod = std::max(params.gopAnchorDistance, 1u);
-    v.dataRate = params.frameSize;
+    setFrameFields(params, v);
     if (params.compression == fourCC("apxx"))
         v.flags = Corvidane::VideoFollowGuidelines;
     if (params.compression == fourCC("AVdr"))

@@ -203,12 +203,8 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     EXPECT_EQ(mediainfo(path, "Video;%FrameCount%"), std::to_string(source.video.size()));
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
+    const int video = loadPicture(reader, path);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
     EXPECT_EQ(reader.get_Length(video), source.video.size());
     ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
     std::vector<unsigned char> buffer(1 << 20);
@@ -341,12 +337,8 @@ TEST_F(MxfWriterOp1a, XdcamPartitionsCarryTheIndexOfThePartitionBefore)
     EXPECT_EQ(indexed, int64_t(source.video.size()));
 
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
+    const int video = loadPicture(reader, path);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
     EXPECT_EQ(reader.get_Length(video), source.video.size());
     ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
     std::vector<unsigned char> buffer(1 << 20);

@@ -89,12 +89,8 @@ TEST_F(MxfWriterOpAtom, DnxhdAndTwoMonoSoundsMakeThreeFiles)
 
     expectReaderGivesThePictures(path, source);
     MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
+    const int video = loadPicture(reader, path);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
     unsigned start = 0;
     EXPECT_TRUE(isSuccess(reader.get_TimeCode(video, 0, &start)));
     EXPECT_EQ(start, 90000u);

@@ -179,16 +179,21 @@ std::string narrowText(const wchar_t* wide)
     return out;
 }
 
+int loadPicture(Corvidane::MXF::CMxf_FileReader& reader, const std::string& path)
+{
+    if (!isSuccess(reader.loadFile(Corvidane::fromUtf8(path), iFile::Buffered)))
+        return -1;
+    for (int s = 0; s < reader.get_StreamCount(); ++s)
+        if (reader.get_IsVideo(s))
+            return s;
+    return -1;
+}
+
 void expectReaderGivesThePictures(const std::string& path, const Source& source)
 {
     Corvidane::MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(Corvidane::fromUtf8(path), iFile::Buffered)))
-        << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
+    const int video = loadPicture(reader, path);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
     EXPECT_EQ(reader.get_Length(video), source.video.size());
     ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
     std::vector<unsigned char> buffer(1 << 22);
@@ -215,12 +220,8 @@ void expectFirstPicturesReadable(const std::string& path, const std::string& sou
         EXPECT_EQ(ours[i].hash, theirs[i].hash) << "ffprobe, frame " << i;
 
     Corvidane::MXF::CMxf_FileReader reader;
-    ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
-    int video = -1;
-    for (int s = 0; s < reader.get_StreamCount() && video < 0; ++s)
-        if (reader.get_IsVideo(s))
-            video = s;
-    ASSERT_GE(video, 0);
+    const int video = loadPicture(reader, path);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
     ASSERT_GE(reader.get_Length(video), count) << "our reader";
     ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
     std::vector<unsigned char> buffer(1 << 22);

@@ -6,6 +6,7 @@
 #include "frame/TrackRecords.h"
 
 namespace Corvidane::MXF {
+class CMxf_FileReader;
 class CMxf_FileWriter;
 }
 
@@ -61,6 +62,10 @@ std::string narrowText(const wchar_t* wide);
 
 // Our reader opens the file at `path`, and its first picture stream holds the
 // source's pictures, byte for byte.
+// Loads an MXF file: its first picture stream, -1 when the load fails or it
+// has none.
+int loadPicture(Corvidane::MXF::CMxf_FileReader& reader, const std::string& path);
+
 void expectReaderGivesThePictures(const std::string& path, const Source& source);
 
 // A file that may still be growing (or whose writer died) holds at least the
