@@ -14,6 +14,13 @@
 using Corvidane::IndexEntry;
 using Corvidane::MediaFileReader;
 
+bool VideoFrames::isPastTheEnd(unsigned frame) const
+{
+    Corvidane::MediaFileReader& reader = *m_file.containerReader();
+    Corvidane::IndexEntry past;
+    return reader.isFragmented() && reader.getIndexEntry(frame, past) == HandleEOF;
+}
+
 bool VideoFrames::read(unsigned frame, std::string& error)
 {
     m_buffers.clear();
@@ -102,10 +109,7 @@ int readFrames(Hc::FileReaderResource& resource, const std::wstring& path, bool 
         std::string error;
         if (frame >= counted) {
             if (!pictures.read(frame, error)) {
-                // A live fragmented movie's length is nominal: the first
-                // picture past its end ends the read.
-                Corvidane::IndexEntry past;
-                if (reader.isFragmented() && reader.getIndexEntry(frame, past) == HandleEOF) {
+                if (pictures.isPastTheEnd(frame)) {
                     frames = frame;
                     break;
                 }

@@ -19,6 +19,9 @@ public:
     // it shows; a frame read alone is a key frame showing itself.
     unsigned short frameType(unsigned sample) const;
     unsigned shownAs(unsigned sample) const;
+    // After a failed read: the frame lies past the end of a stream whose
+    // length is nominal (a live fragmented movie), which ends the stream.
+    bool isPastTheEnd(unsigned frame) const;
 
 private:
     FileReadInstance& m_file;

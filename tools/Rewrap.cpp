@@ -276,6 +276,8 @@ int rewrapFile(PluginHost& host, const std::vector<std::string>& args)
         if (frame < written)
             continue;
         if (!pictureReader.read(frame, error)) {
+            if (pictureReader.isPastTheEnd(frame))
+                break;
             std::fprintf(stderr, "\ncvtool rewrap: %s: %s\n", input.c_str(), error.c_str());
             return 1;
         }

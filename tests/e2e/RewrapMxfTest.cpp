@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -138,8 +139,8 @@ INSTANTIATE_TEST_SUITE_P(Sources, RewrapToMxf, ::testing::ValuesIn(sources),
                              return mediaTestName({info.param.name, info.index});
                          });
 
-// What the Parts don't take is refused, in the writer's words: DNxHD in an
-// OP1a file, and H.264 long GOP in any MXF file.
+// What the writer doesn't take is refused, in the writer's words: DNxHD in an
+// OP1a file, H.264 long GOP in any MXF file, AVC-Intra in an OP-Atom family.
 TEST(RewrapToMxfRefusals, NameTheirReason)
 {
     const struct {
@@ -149,6 +150,7 @@ TEST(RewrapToMxfRefusals, NameTheirReason)
     } refusals[] = {
         {"rewrap_dnxhd_pcm24_tc.mov", "", "DNxHD requires opatom"},
         {"h264_only.m4v", "--op-atom ", "Invalid video compression"},
+        {"rewrap_avci100_pcm24.mov", "--op-atom ", "Unknown resolution id"},
     };
     for (const auto& refusal : refusals) {
         SCOPED_TRACE(refusal.source);
@@ -161,6 +163,8 @@ TEST(RewrapToMxfRefusals, NameTheirReason)
         EXPECT_EQ(status, 1);
         EXPECT_NE(out.find("the writer refused it"), std::string::npos) << out;
         EXPECT_NE(out.find(refusal.words), std::string::npos) << out;
+        // Nothing the writer began is left behind, of a family either.
+        EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
     }
 }
 

@@ -91,7 +91,7 @@ TEST(Rewrap, TheTapesNameAndTimecodeCarryOver)
 INSTANTIATE_TEST_SUITE_P(Movies, RewrapSources,
                          ::testing::Values("dnxhd.mov", "dnxhr.mov", "mpeg2_longgop.mov", "mjpeg_small.mov", "v210.mov",
                                            "h264_dropframe.mov", "avi_dv_pal.avi", "avi_mjpeg_pcm16.avi",
-                                           "avi_mpeg2_gop.avi", "avi_h264.avi", "h264_aac.mp4"),
+                                           "avi_mpeg2_gop.avi", "avi_h264.avi", "h264_aac.mp4", "frag_empty_moov.mp4"),
                          mediaTestName);
 
 // DV with sound, as the editor would write it to MXF (OP1a) and back to a
