@@ -170,6 +170,7 @@ private:
     CvResult opAtomWrittenAtom(const TrackData* rows, int count);
     CvResult startBodyPartition();
     CvResult startXdcamBodyPartition();
+    CvResult appendPartition(Partition&& partition);
     CMxf_IndexTable_Segment* currentSegment();
     CvResult writeEssence(uint64_t& written);
     void essence_WriteSystemItem(std::vector<unsigned char>& out);

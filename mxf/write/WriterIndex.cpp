@@ -292,6 +292,13 @@ CvResult CMxf_FileWriter::startBodyPartition()
     partition.indexGapAt = packLength;
     writeFiller(partition.bytes, m_partitionIndexReserve - packLength);
     partition.segments.push_back(createIndexTable(int64_t(m_atomsWritten)));
+    return appendPartition(std::move(partition));
+}
+
+// Writes a new partition's bytes at the end of the file; it is the file's
+// last only once they are all there.
+CvResult CMxf_FileWriter::appendPartition(Partition&& partition)
+{
     const uint64_t at = m_fileEnd;
     m_fileEnd += partition.bytes.size();
     CvResult result = writeAt(at, partition.bytes.data(), partition.bytes.size());
@@ -330,16 +337,7 @@ CvResult CMxf_FileWriter::startXdcamBodyPartition()
         partition.segments.push_back(std::move(m_xdcamSegment));
     }
     m_xdcamSegment = createIndexTable(int64_t(m_atomsWritten));
-    const uint64_t at = m_fileEnd;
-    m_fileEnd += partition.bytes.size();
-    CvResult result = writeAt(at, partition.bytes.data(), partition.bytes.size());
-    if (!isSuccess(result)) {
-        m_fileEnd = at;
-        return result;
-    }
-    m_atomsInPartition = 0;
-    m_partitions.push_back(std::move(partition));
-    return OK;
+    return appendPartition(std::move(partition));
 }
 
 void CMxf_FileWriter::addExternalIndex(unsigned presentation, uint32_t frameType, int track, uint64_t offset,
