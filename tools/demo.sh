@@ -2,8 +2,8 @@
 # The plug-in's main job in a screenful: ffmpeg makes a short DV movie (AVI) with
 # sound; cvtool probes it through the plug-in, rewraps it through the
 # plug-in's writers to MXF, to an OP-Atom family (a file per track) and to
-# AVI, and probes each copy; ffprobe then reads each copy's pictures and
-# sound and finds the movie's, byte for byte.
+# AVI, and the MXF file back to a movie, and probes each copy; ffprobe then
+# reads each copy's pictures and sound and finds the movie's, byte for byte.
 set -eu
 cd "$(dirname "$0")/.."
 tools/setup.sh >/dev/null
@@ -29,11 +29,12 @@ sound() { ffmpeg -nostdin -v error -i "$1" -map 0:a -f md5 - 2>/dev/null || echo
 
 echo "== cvtool probe movie.avi"
 "$cvtool" probe "$out/movie.avi" | streams
-for target in op1a.mxf opatom.mxf opendml.avi; do
+for step in movie.avi:op1a.mxf movie.avi:opatom.mxf movie.avi:opendml.avi op1a.mxf:back.mov; do
+    source=${step%%:*} target=${step#*:}
     options=""
     [ "$target" = opatom.mxf ] && options=--op-atom
-    echo "== cvtool rewrap ${options:+$options }movie.avi $target"
-    "$cvtool" rewrap $options "$out/movie.avi" "$out/$target"
+    echo "== cvtool rewrap ${options:+$options }$source $target"
+    "$cvtool" rewrap $options "$out/$source" "$out/$target"
     for file in "$out/${target%.*}".*; do
         echo "$(basename "$file"):"
         "$cvtool" probe "$file" | streams
