@@ -16,10 +16,7 @@ template <class Atom, class Fields> bool ImageExtension_fiel::describe(Atom& ato
 
 size_t ImageExtension_fiel::fromData(const unsigned char* data, size_t length)
 {
-    if (QTAtom::fromData(data, length) == 0)
-        return 0;
-    readDescribed(*this, data, length);
-    return 10;
+    return readKeepingDefaults(*this, data, length, 10);
 }
 
 size_t ImageExtension_fiel::toData(unsigned char* buffer, size_t capacity) const
@@ -37,10 +34,7 @@ template <class Atom, class Fields> bool ImageExtension_colr::describe(Atom& ato
 
 size_t ImageExtension_colr::fromData(const unsigned char* data, size_t length)
 {
-    if (QTAtom::fromData(data, length) == 0)
-        return 0;
-    readDescribed(*this, data, length);
-    return 18;
+    return readKeepingDefaults(*this, data, length, 18);
 }
 
 size_t ImageExtension_colr::toData(unsigned char* buffer, size_t capacity) const
@@ -57,10 +51,7 @@ template <class Atom, class Fields> bool ImageExtension_pasp::describe(Atom& ato
 
 size_t ImageExtension_pasp::fromData(const unsigned char* data, size_t length)
 {
-    if (QTAtom::fromData(data, length) == 0)
-        return 0;
-    readDescribed(*this, data, length);
-    return 16;
+    return readKeepingDefaults(*this, data, length, 16);
 }
 
 size_t ImageExtension_pasp::toData(unsigned char* buffer, size_t capacity) const
@@ -79,10 +70,7 @@ template <class Atom, class Fields> bool ImageExtension_clap::describe(Atom& ato
 
 size_t ImageExtension_clap::fromData(const unsigned char* data, size_t length)
 {
-    if (QTAtom::fromData(data, length) == 0)
-        return 0;
-    readDescribed(*this, data, length);
-    return 40;
+    return readKeepingDefaults(*this, data, length, 40);
 }
 
 size_t ImageExtension_clap::toData(unsigned char* buffer, size_t capacity) const
@@ -142,10 +130,7 @@ template <class Atom, class Fields> bool SoundExtension_enda::describe(Atom& ato
 
 size_t SoundExtension_enda::fromData(const unsigned char* data, size_t length)
 {
-    if (QTAtom::fromData(data, length) == 0)
-        return 0;
-    readDescribed(*this, data, length);
-    return 10;
+    return readKeepingDefaults(*this, data, length, 10);
 }
 
 size_t SoundExtension_enda::toData(unsigned char* buffer, size_t capacity) const
