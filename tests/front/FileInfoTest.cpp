@@ -181,15 +181,7 @@ TEST_F(FileInfoTest, SoundPerVideoFrameSkipsIntoTheFrameThatHoldsTheStart)
 {
     m_reader->clipWrapped = false;
     m_reader->fileType = 3;
-    Stream sound;
-    sound.kind = Stream::Audio;
-    sound.fcc = 1;
-    sound.channels = 2;
-    sound.bits = 16;
-    sound.sampleRate = 48000;
-    sound.length = 100;
-    sound.sampleSize = 1920 * 4;  // a frame of sound per sample
-    m_reader->streams.push_back(sound);
+    m_reader->streams.push_back(Stream::sound(1, 2, 100, 1920 * 4));  // a frame of sound per sample
     ASSERT_EQ(open(), 1);
     ASSERT_EQ(m_file->audioMetadata().size(), 1u);
     EXPECT_EQ(m_file->audioMetadata()[0].length, 192000) << "100 frames of 1920 samples";
@@ -209,15 +201,7 @@ TEST_F(FileInfoTest, NtscSoundPerFrameRoundsToWholeSamples)
     m_reader->clipWrapped = false;
     m_reader->streams[0].rate = 30000;
     m_reader->streams[0].scale = 1001;
-    Stream sound;
-    sound.kind = Stream::Audio;
-    sound.fcc = 1;
-    sound.channels = 1;
-    sound.bits = 16;
-    sound.sampleRate = 48000;
-    sound.length = 100;
-    sound.sampleSize = 1602 * 2;
-    m_reader->streams.push_back(sound);
+    m_reader->streams.push_back(Stream::sound(1, 1, 100, 1602 * 2));
     ASSERT_EQ(open(), 1);
     Ptr<ByteBufferImpl> buffer;
     Ptr<AudioReadRequest> request(new AudioReadRequest(0, 1602 * 3, 10));
@@ -228,15 +212,7 @@ TEST_F(FileInfoTest, NtscSoundPerFrameRoundsToWholeSamples)
 
 TEST_F(FileInfoTest, PlainSoundReadsRunsOfSampleGroups)
 {
-    Stream sound;
-    sound.kind = Stream::Audio;
-    sound.fcc = fourCC("sowt");
-    sound.channels = 2;
-    sound.bits = 16;
-    sound.sampleRate = 48000;
-    sound.length = 96000;
-    sound.sampleSize = 4;
-    m_reader->streams.push_back(sound);
+    m_reader->streams.push_back(Stream::sound(fourCC("sowt"), 2, 96000, 4));
     ASSERT_EQ(open(), 1);
     const Aud::Metadata& audio = m_file->audioMetadata()[0];
     EXPECT_EQ(audio.dataType, 201u);

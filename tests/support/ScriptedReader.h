@@ -27,6 +27,20 @@ public:
         unsigned timecode = 0;
         // Bytes of one sample (one sample group for sound).
         unsigned sampleSize = 100;
+
+        // 16-bit sound at 48 kHz.
+        static Stream sound(unsigned fcc, int channels, unsigned length, unsigned sampleSize)
+        {
+            Stream stream;
+            stream.kind = Audio;
+            stream.fcc = fcc;
+            stream.channels = channels;
+            stream.bits = 16;
+            stream.sampleRate = 48000;
+            stream.length = length;
+            stream.sampleSize = sampleSize;
+            return stream;
+        }
     };
 
     std::vector<Stream> streams = {Stream{}};
