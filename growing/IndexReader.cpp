@@ -60,7 +60,24 @@ bool Reader::setCurrentTrack(const unsigned& track)
 
 CvResult Reader::getIndexEntry(const unsigned& sample, IndexEntry& entry)
 {
-    return m_indexer->get(m_track, sample, entry);
+    CvResult result = m_indexer->get(m_track, sample, entry);
+    if (result == OK && !essenceHolds(entry))
+        return Fail;
+    return result;
+}
+
+bool Reader::essenceHolds(const IndexEntry& entry)
+{
+    if (!m_file)
+        return false;
+    const uint64_t end = uint64_t(entry.offset) + entry.size;
+    if (end < entry.offset)
+        return false;
+    if (end <= m_file->getSize())
+        return true;
+    // The capture may have written more since the file was last measured.
+    m_file->recalculateSize();
+    return end <= m_file->getSize();
 }
 
 const AudioCadence* Reader::cadence() const

@@ -32,6 +32,8 @@ public:
     void recalculateSize();
     // False, with the track kept, when the index has no such track.
     bool setCurrentTrack(const unsigned& track);
+    // Fails for a row whose bytes lie past the essence's end, as a read of it
+    // would: a damaged row's size is never worth a buffer.
     CvResult getIndexEntry(const unsigned& sample, IndexEntry& entry);
     // The decode and display positions of info.count samples from `frame`.
     CvResult getGopAndPresentationOrder(unsigned frame, GOPInfo& info, std::vector<unsigned short>& order);
@@ -61,6 +63,8 @@ private:
     // or isn't finished yet.
     CvResult entryToRead(uint64_t sample, IndexEntry& entry);
     unsigned largestSampleSize();
+    // Whether the essence, measured again if need be, reaches the entry's end.
+    bool essenceHolds(const IndexEntry& entry);
 
     std::shared_ptr<Indexer> m_indexer;
     unsigned m_track = 0xFFFFFFFF;

@@ -113,6 +113,13 @@ TEST_F(IndexReaderTest, EssenceThatIsNotThereYetFails)
     auto reader = open(sidecar);
     CByteBuffer buffer(100);
     EXPECT_EQ(reader->readData(0, 1, buffer), Fail);
+    // Nor is its row handed out, so nobody sizes a buffer by it.
+    IndexEntry entry;
+    EXPECT_EQ(reader->getIndexEntry(0, entry), Fail);
+    m_essence += essenceBytes(10);
+    writeFile(m_dir.file("clip.mov"), m_essence);
+    EXPECT_EQ(reader->getIndexEntry(0, entry), OK) << "once the essence has grown to hold it";
+    EXPECT_EQ(entry.size, 20u);
 
     auto indexer = std::make_shared<BinaryIndexer>();
     indexer->setOption(Indexer::DeleteOnClose, L"no");
