@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "frame/FourCC.h"
@@ -38,6 +39,16 @@ std::wstring dictionaryFolder()
             return Corvidane::fromUtf8(beside.string() + "/");
     }
     return installed;
+}
+
+// Edit units in a second of the file's main rate, at least one: the picture's,
+// or for sound alone the timecode's, one host call a frame.
+unsigned editUnitsPerSecond(const Corvidane::TrackStructuralData& track)
+{
+    const bool picture = track.streamType == Corvidane::StreamVideo;
+    const uint32_t numerator = picture ? track.video.rateNumerator : track.timecode.rateNumerator;
+    const uint32_t denominator = picture ? track.video.rateDenominator : track.timecode.rateDenominator;
+    return denominator ? std::max(1u, unsigned((uint64_t(numerator) + denominator / 2) / denominator)) : 1u;
 }
 
 } // namespace
@@ -88,6 +99,12 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
             Corvidane::freeExtendedData(track);
         return HcErrFromCvResult(created);
     }
+    // A capture killed or cut off loses at most its last second: OP-Atom
+    // files would otherwise keep their first header until closed, and OP1a
+    // files their last body partition's. XDCAM's partitions of ten seconds
+    // at most are its flushes.
+    if (!writer->isOp1aXdcam())
+        writer->setFlushPeriod(editUnitsPerSecond(tracks[video ? videoRow : 0]));
     file = new FileInfo(std::move(writer), std::move(tracks), params,
                         CvWrappers::WriteLoop::Layout{0, video ? videoRow : 0, firstAudioRow, false});
     return file->initialise();

@@ -251,6 +251,11 @@ CvResult CMxf_FileReader::findPartitions_NoRIP(bool metadataRead)
             }
             std::unique_ptr<CMxf_IndexTable_Segment> segment;
             CvResult result = indexTable_LoadSegmentFromPartition(*file, m_partitions.runIn, pack, segment, *this);
+            // Essence whose index isn't written yet (an OP-Atom body before
+            // its footer): nothing tells where it ends, and no pack follows
+            // it until the footer does.
+            if (result == IndexAbsent)
+                return OK;
             if (!isSuccess(result))
                 return result;
             if (!segment || segment->editUnitByteCount != 0 || segment->indexDuration == 0)

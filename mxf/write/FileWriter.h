@@ -92,6 +92,10 @@ public:
     const std::vector<MXFUL>& getEssenceKeys() const { return m_essenceKeys; }
     size_t getChildCount() const { return m_children.size(); }
     const std::wstring& getFilename() const { return m_filename; }
+    bool isOpAtom() const { return m_operationalPattern == 0; }
+    // XDCAM's index of a partition is written in the next one, so frames
+    // become readable only there, not at a flush between.
+    bool isOp1aXdcam() const { return !isOpAtom() && m_isXdcam; }
 
 private:
     // A partition as written: its pack, its segments, and its bytes from
@@ -125,8 +129,6 @@ private:
     // before create (title, product, UMIDs, folders, periods, flags).
     void reset();
     void resetFileState();
-    bool isOpAtom() const { return m_operationalPattern == 0; }
-    bool isOp1aXdcam() const { return !isOpAtom() && m_isXdcam; }
     int primaryOrFirstTrack() const;
     CvResult failCreate(CvResult code, const wchar_t* text);
     CvResult classifyTrack(int index, const TrackStructuralData& track, int videoCount, int audioCount,

@@ -1,14 +1,16 @@
 // An MXF file written through the writer resource, as the editor writes it:
 // a copy taken at every flush reads in ffprobe and our reader with the frames
 // written so far, a writer killed with SIGKILL leaves what it flushed, and a
-// full disk fails with the writer's words and leaves the whole frames. Sound
-// alone is for files without pictures.
+// full disk fails with the writer's words and leaves the whole frames; for
+// OP1a XDCAM and for an OP-Atom DV family. Sound alone is for files without
+// pictures.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,35 +30,74 @@ using namespace MxfWriterTest;
 
 namespace {
 
-class MxfWriterResource : public DriverFixture {
-protected:
-    MxfWriterResource() : m_source(testMedia("raw_mpeg2_25s.m2v")), m_pictures(framesOf(m_source)) {}
+// XDCAM HD 422 long GOP with a stereo sound, as the editor hands it over:
+// OP1a, its body partitions and a flush every second or so.
+Hc::FileWriterParams xdcamParams()
+{
+    Hc::FileWriterParams params;
+    params.formatType = "MXF";
+    params.compression = Corvidane::fourCC("xd50");
+    params.frameRate = Hc::Rate25;
+    params.width = 320;
+    params.height = 240;
+    params.scanMode = 3;
+    params.gopLength = 12;
+    params.gopAnchorDistance = 3;
+    params.audio.push_back({2, 48000, 2, 16});
+    params.config.set("TcFps", std::to_string(Hc::Rate25));
+    params.config.set("TcStartFrame", "0");
+    return params;
+}
 
-    // XDCAM HD 422 long GOP with a stereo sound, as the editor hands it over:
-    // OP1a, a body partition and a flush every ten seconds or so.
-    static Hc::FileWriterParams xdcamParams()
-    {
-        Hc::FileWriterParams params;
-        params.formatType = "MXF";
-        params.compression = Corvidane::fourCC("xd50");
-        params.frameRate = Hc::Rate25;
-        params.width = 320;
-        params.height = 240;
-        params.scanMode = 3;
-        params.gopLength = 12;
-        params.gopAnchorDistance = 3;
-        params.audio.push_back({2, 48000, 2, 16});
-        params.config.set("TcFps", std::to_string(Hc::Rate25));
-        params.config.set("TcStartFrame", "0");
-        return params;
-    }
+// DV25 with a stereo sound in separate files: an OP-Atom family, whose
+// header regions are rewritten at each flush.
+Hc::FileWriterParams dvParams()
+{
+    Hc::FileWriterParams params = xdcamParams();
+    params.compression = Corvidane::fourCC("dvsd");
+    params.width = 720;
+    params.height = 576;
+    params.scanMode = 1;
+    params.gopLength = 1;
+    params.gopAnchorDistance = 1;
+    params.multiplexing = 2;
+    return params;
+}
+
+// Three seconds of DV: the one-second stream three times over, made once.
+std::string threeSecondsOfDv()
+{
+    static TempDir dir;
+    static const std::string path = [] {
+        const std::string second = readFile(testMedia("raw_dv_pal.dv"));
+        const std::string made = dir.file("three_seconds.dv");
+        writeFile(made, second + second + second);
+        return made;
+    }();
+    return path;
+}
+
+struct FileKind {
+    const char* name;
+    std::string (*source)();
+    Hc::FileWriterParams (*params)();
+};
+
+void PrintTo(const FileKind& kind, std::ostream* out)
+{
+    *out << kind.name;
+}
+
+class MxfWriterResource : public DriverFixture, public ::testing::WithParamInterface<FileKind> {
+protected:
+    MxfWriterResource() : m_source(GetParam().source()), m_pictures(framesOf(m_source)) {}
 
     // The file through the resource, each frame with 1920 samples of silence.
     std::unique_ptr<Hc::FileInfoBase> open(const std::string& path)
     {
         mxf::FileWriter resource;
         Hc::FileInfoBase* created = nullptr;
-        const int opened = resource.openFile(Corvidane::fromUtf8(path), xdcamParams(), created);
+        const int opened = resource.openFile(Corvidane::fromUtf8(path), GetParam().params(), created);
         std::unique_ptr<Hc::FileInfoBase> file(created);
         EXPECT_EQ(opened, 1) << narrowText(resource.lastError().c_str());
         if (file)
@@ -107,7 +148,7 @@ protected:
 
 // Copies taken as the file grows read with every frame written before the
 // flush, and the closed file with all of them.
-TEST_F(MxfWriterResource, EveryFlushLeavesAReadableCopy)
+TEST_P(MxfWriterResource, EveryFlushLeavesAReadableCopy)
 {
     const std::string path = m_dir.file("growing.mxf");
     FaultyFiles files;
@@ -120,7 +161,7 @@ TEST_F(MxfWriterResource, EveryFlushLeavesAReadableCopy)
         expectFirstPicturesReadable(copy, m_source, m_pictures, flushedFrames);
         return true;
     });
-    EXPECT_GE(flushes.size(), 2u) << "twenty-five seconds flush at least twice";
+    EXPECT_GE(flushes.size(), 2u) << "a flush a second or so";
     file.reset();
     expectFirstPicturesReadable(path, m_source, m_pictures, m_pictures.size());
 }
@@ -128,7 +169,7 @@ TEST_F(MxfWriterResource, EveryFlushLeavesAReadableCopy)
 // A child drives the resource and says, through a pipe, how many frames it
 // had written at its second flush; it writes five more and is killed. The
 // file reads with the frames of that flush.
-TEST_F(MxfWriterResource, AKilledWriterLeavesWhatItFlushed)
+TEST_P(MxfWriterResource, AKilledWriterLeavesWhatItFlushed)
 {
     const std::string path = m_dir.file("killed.mxf");
     int pipeFds[2];
@@ -165,7 +206,7 @@ TEST_F(MxfWriterResource, AKilledWriterLeavesWhatItFlushed)
 // The disk fills halfway: the frame that doesn't fit is refused in the
 // writer's words, and the file, closed as the disk allows, reads with every
 // frame the resource took.
-TEST_F(MxfWriterResource, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames)
+TEST_P(MxfWriterResource, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames)
 {
     const std::string path = m_dir.file("full.mxf");
     FaultyFiles files;
@@ -186,7 +227,7 @@ TEST_F(MxfWriterResource, AFullDiskFailsInTheWritersWordsAndKeepsTheWholeFrames)
 
 // The path of files without pictures is the host's own for a file with
 // them: it writes nothing.
-TEST_F(MxfWriterResource, SoundAloneIsForFilesWithoutPictures)
+TEST_P(MxfWriterResource, SoundAloneIsForFilesWithoutPictures)
 {
     const std::string path = m_dir.file("pictures.mxf");
     std::unique_ptr<Hc::FileInfoBase> file = open(path);
@@ -195,5 +236,11 @@ TEST_F(MxfWriterResource, SoundAloneIsForFilesWithoutPictures)
     EXPECT_EQ(file->writeAudioSamples(sound, 1920 * 2), 12);
     EXPECT_EQ(write(*file, 0), 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Files, MxfWriterResource,
+                         ::testing::Values(FileKind{"Op1aXdcam", [] { return testMedia("raw_mpeg2_25s.m2v"); },
+                                                    xdcamParams},
+                                           FileKind{"OpAtomDv", threeSecondsOfDv, dvParams}),
+                         [](const ::testing::TestParamInfo<FileKind>& info) { return std::string(info.param.name); });
 
 } // namespace
