@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -20,6 +21,7 @@
 #include "frame/Utf8.h"
 #include "front/write/MxfFileWriter.h"
 #include "host/FrameRates.h"
+#include "mxf/read/FileReader.h"
 #include "support/DriverFixture.h"
 #include "support/FaultyFiles.h"
 #include "support/MxfWriterSources.h"
@@ -141,6 +143,22 @@ protected:
         return flushes;
     }
 
+    // ffmpeg decodes, and our reader counts, at least `samples` samples of
+    // the file's stereo sound.
+    static void expectSoundSamples(const std::string& path, uint64_t samples)
+    {
+        const std::string decoded = runCommand("ffmpeg -v error -i " + shellQuote(path) + " -map 0:a -f s16le -");
+        EXPECT_GE(decoded.size(), samples * 4) << "ffmpeg";
+        Corvidane::MXF::CMxf_FileReader reader;
+        ASSERT_TRUE(isSuccess(reader.loadFile(Corvidane::fromUtf8(path), iFile::Buffered)))
+            << narrowText(reader.getLastError());
+        int stream = 0;
+        while (stream < reader.get_StreamCount() && !reader.get_IsAudio(stream))
+            ++stream;
+        ASSERT_LT(stream, reader.get_StreamCount());
+        EXPECT_GE(uint64_t(reader.get_Length(stream)), samples) << "our reader";
+    }
+
     std::string m_source;
     std::vector<Frame> m_pictures;
     TempDir m_dir;
@@ -159,6 +177,13 @@ TEST_P(MxfWriterResource, EveryFlushLeavesAReadableCopy)
         writeFile(copy, readFile(path));
         SCOPED_TRACE(copy);
         expectFirstPicturesReadable(copy, m_source, m_pictures, flushedFrames);
+        // The family's sound file holds the sound of those frames too.
+        const std::string sound = m_dir.file("growing.a1.mxf");
+        if (std::filesystem::exists(sound)) {
+            const std::string soundCopy = m_dir.file("at" + std::to_string(flushedFrames) + ".a1.mxf");
+            writeFile(soundCopy, readFile(sound));
+            expectSoundSamples(soundCopy, uint64_t(flushedFrames) * 1920);
+        }
         return true;
     });
     EXPECT_GE(flushes.size(), 2u) << "a flush a second or so";
