@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "frame/FourCC.h"
+#include "mxf/model/D10SoundElement.h"
 #include "mxf/model/KlvBufferWalk.h"
 #include "mxf/model/MxfResults.h"
 #include "mxf/read/FileReader.h"
@@ -13,8 +14,6 @@ namespace Corvidane::MXF {
 
 namespace {
 
-// D-10's sound element carries a 4-byte head of its own before the AES3 data.
-const MXFUL d10SoundKey = labelFromText("06.0E.2B.34.01.02.01.01.0D.01.03.01.06.01.10.00");
 // How far the reader looks at the start of the index for the GOP shape.
 constexpr size_t gopLookahead = 64;
 constexpr size_t openGopLookahead = 256;
@@ -170,9 +169,10 @@ CvResult CMxf_FileReader::essenceReadData(uint64_t position, unsigned char* buff
     }
     dataOffset = unsigned(head);
     dataSize = unsigned(item.length);
-    if (item.key == d10SoundKey && dataSize >= 4) {
-        dataOffset += 4;
-        dataSize -= 4;
+    // D-10's sound is handed over as its AES3 subframes, without the head.
+    if (item.key == d10SoundElementKey && dataSize >= d10SoundHeadSize) {
+        dataOffset += d10SoundHeadSize;
+        dataSize -= d10SoundHeadSize;
     }
     return OK;
 }
@@ -254,9 +254,9 @@ void CMxf_FileReader::essencePlace(uint64_t fileOffset, uint64_t size, IndexEntr
     if (!klvHeaderAt(head.data(), head.size(), 0, item) ||
         (!isEssenceElementKey(item.key) && !isCPSystemElementKey(item.key)) || item.length > size)
         return;
-    const bool d10Sound = item.key == d10SoundKey && item.length >= 4;
-    entry.offset = fileOffset + 16 + item.lengthLength + (d10Sound ? 4 : 0);
-    entry.size = uint32_t(item.length - (d10Sound ? 4 : 0));
+    const unsigned d10Head = item.key == d10SoundElementKey && item.length >= d10SoundHeadSize ? d10SoundHeadSize : 0;
+    entry.offset = fileOffset + 16 + item.lengthLength + d10Head;
+    entry.size = uint32_t(item.length - d10Head);
 }
 
 const CMxf_IndexTable_IndexEntry* CMxf_FileReader::indexEntryAt(int64_t position) const

@@ -177,6 +177,14 @@ private:
     CvResult writeEssence(uint64_t& written);
     void essence_WriteSystemItem(std::vector<unsigned char>& out);
     void appendElement(std::vector<unsigned char>& out, const MXFUL& key, const unsigned char* data, uint32_t size);
+    // Sound under D-10's key goes in the AES3 element that the key names,
+    // made from the PCM rows hand over.
+    bool isD10Sound(size_t track) const;
+    // Bytes of a sound element's value for `samples` samples of the track.
+    uint64_t soundElementSize(size_t track, uint32_t samples) const;
+    // Points the row at the value its element carries; false with the
+    // reason when it can't be made.
+    bool elementValue(size_t track, TrackData& row);
     void writeFiller(std::vector<unsigned char>& out, uint64_t size);
     void fillToKag(std::vector<unsigned char>& out, uint64_t filePosition);
     uint64_t kagFillSize(uint64_t position, uint64_t smallest) const;
@@ -283,6 +291,7 @@ private:
     std::vector<unsigned char> m_audioBuffered;  // OP-Atom sound not yet written
     std::vector<uint32_t> m_pendingAudioSizes;
     std::vector<unsigned char> m_essence;
+    std::vector<unsigned char> m_soundElement;  // a D-10 sound element being made
     std::vector<uint64_t> m_elementOffsets;  // per track, within the last edit unit written
     std::vector<uint32_t> m_elementSizes;
     std::vector<uint64_t> m_trackCounts;

@@ -5,6 +5,7 @@
 #include "frame/FourCC.h"
 #include "frame/TimeCode.h"
 #include "growing/AudioCadence.h"
+#include "mxf/model/D10SoundElement.h"
 #include "mxf/model/KlvItem.h"
 #include "mxf/write/FileWriter.h"
 
@@ -37,6 +38,36 @@ void CMxf_FileWriter::appendElement(std::vector<unsigned char>& out, const MXFUL
     CKlvItem::create(key, berSize, size, out.data() + at, 16 + berSize);
     if (size)
         std::memcpy(out.data() + at + 16 + berSize, data, size);
+}
+
+bool CMxf_FileWriter::isD10Sound(size_t track) const
+{
+    return m_tracks[track].streamType == StreamAudio && m_essenceKeys[track] == d10SoundElementKey;
+}
+
+uint64_t CMxf_FileWriter::soundElementSize(size_t track, uint32_t samples) const
+{
+    return isD10Sound(track) ? d10SoundElementSize(samples) : uint64_t(samples) * m_tracks[track].audio.blockAlign;
+}
+
+bool CMxf_FileWriter::elementValue(size_t track, TrackData& row)
+{
+    if (!isD10Sound(track))
+        return true;
+    // 525-line sound runs in a cadence of five frames, which the head counts.
+    const int video = firstVideoTrack();
+    const MXFRATIONAL rate = video >= 0 ? m_editRates[size_t(video)] : MXFRATIONAL{};
+    const bool ntsc = rate.denominator > 0 && rate.numerator * 1001LL == rate.denominator * 30000LL;
+    const unsigned sequence = ntsc ? unsigned(m_atomsWritten % 5) + 1 : 0;
+    const AudioStructuralData& audio = m_tracks[track].audio;
+    m_soundElement.clear();
+    if (!appendD10SoundElement(m_soundElement, row.data, row.size, audio.channels, audio.bitsPerSample, sequence)) {
+        setLastError(InvalidArg, L"D-10 sound takes 1 to 8 channels of 16 or 24 bits");
+        return false;
+    }
+    row.data = m_soundElement.data();
+    row.size = uint32_t(m_soundElement.size());
+    return true;
 }
 
 void CMxf_FileWriter::writeFiller(std::vector<unsigned char>& out, uint64_t size)
@@ -183,7 +214,9 @@ CvResult CMxf_FileWriter::writeAtom_FixedSize_FrameWrapped(const TrackData* rows
         if (slot.track < 0 || m_tracks[size_t(slot.track)].streamType == StreamTimecode) {
             essence_WriteSystemItem(m_essence);
         } else {
-            const TrackData& row = rows[slot.track];
+            TrackData row = rows[slot.track];
+            if (!elementValue(size_t(slot.track), row))
+                return InvalidArg;
             const uint64_t need = 16 + uint64_t(elementBerSize(row.size)) + row.size;
             if (m_essence.size() + need > slot.end) {
                 setLastError(InvalidArg, L"Data is too large");
@@ -392,7 +425,9 @@ CvResult CMxf_FileWriter::writeAtom_VariableSize_FrameWrapped(const TrackData* r
             essence_WriteSystemItem(m_essence);
             continue;
         }
-        const TrackData& row = rows[i];
+        TrackData row = rows[i];
+        if (!elementValue(i, row))
+            return InvalidArg;
         appendElement(m_essence, m_essenceKeys[i], row.data, row.size);
         m_elementSizes[i] = row.size;
         m_elementOffsets[i] = m_fileEnd + m_essence.size() - row.size;

@@ -89,8 +89,7 @@ void CMxf_FileWriter::isFixedEssenceSize()
         if (track.streamType == StreamVideo)
             at += roundUp(picture, m_kagSize);
         else if (track.streamType == StreamAudio)
-            at += roundUp(uint64_t(samplesPerFrame(track.audio.sampleRate, rate)) * track.audio.blockAlign + 20,
-                          m_sectorSize);
+            at += roundUp(soundElementSize(i, samplesPerFrame(track.audio.sampleRate, rate)) + 20, m_sectorSize);
         else
             continue;
         m_slots.push_back(Slot{int(i), at});
@@ -113,7 +112,8 @@ void CMxf_FileWriter::makeIndexDeltaEntries()
     const MXFRATIONAL rate = video >= 0 ? m_editRates[size_t(video)] : MXFRATIONAL{};
     uint8_t slice = 0;
     uint32_t delta = 0;
-    for (const TrackStructuralData& track : m_tracks) {
+    for (size_t i = 0; i < m_tracks.size(); ++i) {
+        const TrackStructuralData& track = m_tracks[i];
         MXFDELTAENTRY entry;
         entry.posTableIndex = track.streamType == StreamVideo && m_fileType == FileTypeMpegLongGop ? -1 : 0;
         entry.slice = slice;
@@ -125,7 +125,7 @@ void CMxf_FileWriter::makeIndexDeltaEntries()
             ++slice;
             delta = 0;
         } else if (track.streamType == StreamAudio) {
-            m_audioSampleSize = samplesPerFrame(track.audio.sampleRate, rate) * track.audio.blockAlign + 20;
+            m_audioSampleSize = uint32_t(soundElementSize(i, samplesPerFrame(track.audio.sampleRate, rate)) + 20);
             delta += m_audioSampleSize;
         }
     }

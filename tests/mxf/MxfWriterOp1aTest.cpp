@@ -215,6 +215,62 @@ TEST_F(MxfWriterOp1a, DvWithPcmHasConstantEditUnits)
     }
 }
 
+// IMX sound goes in D-10's AES3 elements: ffmpeg decodes the PCM handed
+// over, and our reader hands over the subframes that carry it.
+TEST_F(MxfWriterOp1a, ImxSoundGoesInD10Elements)
+{
+    const std::string pictures = m_dir.file("imx30.m2v");
+    runCommand("ffmpeg -v error -f lavfi -i testsrc=size=720x608:rate=25:duration=1 -c:v mpeg2video "
+               "-pix_fmt yuv422p -g 1 -b:v 30M -minrate 30M -maxrate 30M -bufsize 1200000 "
+               "-rc_init_occupancy 1200000 -f mpeg2video " + shellQuote(pictures));
+    for (const uint16_t bits : {uint16_t(16), uint16_t(24)}) {
+        SCOPED_TRACE(bits);
+        Source source;
+        source.tracks = {timecodeTrack(25, 1, 0, false), videoTrack("GIMX", 720, 608, 25, 1, 1, 30000, false),
+                         audioTrack(2, bits)};
+        source.video = framesOf(pictures);
+        ASSERT_EQ(source.video.size(), 25u);
+        source.audio = {readFile(testMedia(bits == 16 ? "raw_pcm16_48k.s16le" : "raw_pcm24_48k.s24le"))};
+        const std::string path = m_dir.file("imx" + std::to_string(bits) + ".mxf");
+        CMxf_FileWriter writer;
+        writer.setResourceFilePath(dictionaryFolder());
+        ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
+            << narrowText(writer.getLastError());
+        std::string error;
+        ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
+        writer.close();
+
+        expectSameVideoPackets(path, pictures);
+        const std::string pcm = audioOfFrames(source, 0, source.video.size());
+        EXPECT_TRUE(rawAudio(path, bits == 16 ? "s16le" : "s24le") == pcm);
+
+        MXF::CMxf_FileReader reader;
+        ASSERT_TRUE(isSuccess(reader.loadFile(fromUtf8(path), iFile::Buffered))) << narrowText(reader.getLastError());
+        int stream = 0;
+        while (stream < reader.get_StreamCount() && !reader.get_IsAudio(stream))
+            ++stream;
+        ASSERT_LT(stream, reader.get_StreamCount());
+        ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(stream))));
+        std::string carried;
+        std::vector<unsigned char> buffer(1 << 20);
+        for (unsigned frame = 0; frame < source.video.size(); ++frame) {
+            unsigned offset = 0, size = 0;
+            ASSERT_EQ(reader.essenceRead(frame, 1, buffer.data(), unsigned(buffer.size()), offset, size), OK);
+            ASSERT_EQ(size, 1920u * 32u) << "eight subframes a sample, frame " << frame;
+            for (unsigned sample = offset; sample < offset + size; sample += 32)
+                for (unsigned channel = 0; channel < 2; ++channel) {
+                    const unsigned char* word = &buffer[sample + 4 * channel];
+                    const uint32_t subframe = word[0] | word[1] << 8 | word[2] << 16 | uint32_t(word[3]) << 24;
+                    EXPECT_EQ(subframe & 0xF, channel);
+                    const uint32_t value = subframe >> 4 & 0xFFFFFF;
+                    for (unsigned byte = 3 - bits / 8; byte < 3; ++byte)
+                        carried += char(value >> (8 * byte) & 0xFF);
+                }
+        }
+        EXPECT_TRUE(carried == pcm);
+    }
+}
+
 // 01:00:00;00 at 29.97 drop frame is frame 107892; ffprobe names it so, and
 // the sound follows the five-frame cadence.
 TEST_F(MxfWriterOp1a, DropFrameTimecodeAndNtscCadence)
