@@ -28,6 +28,7 @@ struct Source {
     const char* name;
     bool op1a;
     bool opAtom;
+    bool d10Sound = false;
 };
 
 const Source sources[] = {
@@ -36,6 +37,8 @@ const Source sources[] = {
     {"rewrap_xdcam_hd422.mov", true, true},
     {"avi_dv_pal.avi", true, true},
     {"rewrap_dv25.mov", true, true},
+    // OP-Atom IMX's container label says clip wrapped where D-10 keeps its template.
+    {"rewrap_imx50_pcm16.mov", true, false, true},
     {"rewrap_dv50.avi", true, true},
     {"rewrap_dv50.mov", true, true},
     {"rewrap_dnxhd_pcm24_tc.mov", false, true},
@@ -129,7 +132,10 @@ TEST_P(RewrapToMxf, EveryFileHoldsTheSourcesPicturesSoundAndTimecode)
             SCOPED_TRACE("sound " + std::to_string(i));
             const int stream = family ? 0 : int(i);
             EXPECT_EQ(decodedSound(soundFiles[i], stream), decodedSound(source, int(i)));
-            EXPECT_EQ(ourSound(soundFiles[i], stream), storedSound(soundFiles[i], stream));
+            // D-10 sound reaches the editor as its AES3 subframes, which
+            // ffmpeg unpacks: the writer's tests compare the two.
+            if (!param.d10Sound)
+                EXPECT_EQ(ourSound(soundFiles[i], stream), storedSound(soundFiles[i], stream));
         }
     }
 }

@@ -231,6 +231,11 @@ rewrap_xdcam_hd422.mov)
     # XDCAM HD 422 as QuickTime names it: 1080i 4:2:2 long GOP.
     ff $(video 1920x1080 25 1.2) $(tone 48000 1.2) -c:v mpeg2video -pix_fmt yuv422p -flags +ilme+ildct+cgop -top 1 \
         -g 12 -bf 2 -b:v 30M -tag:v xd5c -c:a pcm_s24le -ac 2 -timecode 10:00:00:00 $exact -f mov "$tmp" ;;
+rewrap_imx50_pcm16.mov)
+    # IMX 50 as QuickTime names it: 608 lines of 4:2:2 intra MPEG-2 at a constant rate.
+    ff $(video 720x608 25 1) $(tone 48000 1) -c:v mpeg2video -pix_fmt yuv422p -g 1 -b:v 50M -minrate 50M \
+        -maxrate 50M -bufsize 2000000 -rc_init_occupancy 2000000 -tag:v mx5p -c:a pcm_s16le -ac 2 $exact \
+        -f mov "$tmp" ;;
 rewrap_dv25.mov)
     # QuickTime names PAL DV "dvcp".
     ff $(video 720x576 25 1) $(tone 48000 1) -c:v dvvideo -pix_fmt yuv420p -c:a pcm_s16le -ac 2 $exact -f mov "$tmp" ;;
