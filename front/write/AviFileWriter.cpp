@@ -83,6 +83,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
 
     auto writer = std::make_unique<Corvidane::Avi::FileWriter>();
     const CvResult created = writer->create(name, tracks.data(), count);
+    setLastError(isSuccess(created) ? std::wstring() : std::wstring(writer->getLastError()));
     if (!isSuccess(created)) {
         for (Corvidane::TrackStructuralData& track : tracks)
             Corvidane::freeExtendedData(track);

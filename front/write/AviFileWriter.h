@@ -30,6 +30,7 @@ public:
         }
 
         int writeSurface(const unsigned char* bytes, unsigned size, uint32_t frameType) override;
+        std::wstring lastError() const override { return m_writer->getLastError(); }
 
     private:
         // Failures are logged with the writer's text.

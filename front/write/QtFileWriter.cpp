@@ -66,6 +66,7 @@ int FileWriter::openFile(const std::wstring& name, const Hc::FileWriterParams& p
     // (a setting of ours, for files that needn't be read while written).
     const bool indexFirst = settingNumber(config, "index_last") == 0;
     const CvResult created = writer->create(name, tracks.data(), int(count), maxFrames, indexFirst);
+    setLastError(isSuccess(created) ? std::wstring() : std::wstring(writer->getLastError()));
     if (!isSuccess(created)) {
         for (Corvidane::TrackStructuralData& track : tracks)
             Corvidane::freeExtendedData(track);

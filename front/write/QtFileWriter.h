@@ -22,6 +22,7 @@ public:
             : WriteLoop(std::move(tracks), params, layout), m_writer(std::move(writer))
         {
         }
+        std::wstring lastError() const override { return m_writer->getLastError(); }
 
     private:
         CvResult writeRows(Corvidane::TrackData* rows, unsigned count) override

@@ -152,6 +152,7 @@ TEST(CvtoolFiles, EachUnreadableFileSaysWhy)
     std::filesystem::create_directory(dir.file("folder.mov"));
     ASSERT_EQ(::mkfifo(dir.file("pipe.mov").c_str(), 0600), 0);
     const std::string types = "(it reads .avi, .mxf, .mov, .mp4, .m4v, .m4a, .lrv)";
+    const std::string dv = testMedia("avi_dv_pal.avi");
     const struct {
         std::string args;
         std::string firstLine;
@@ -172,6 +173,16 @@ TEST(CvtoolFiles, EachUnreadableFileSaysWhy)
         {"rewrap " + dir.file("notes.txt") + " " + dir.file("out.mov"),
          "cvtool: " + dir.file("notes.txt") + ": not a file type the plug-in reads " + types},
         {"dump " + dir.file("missing.mxf"), "cvtool: " + dir.file("missing.mxf") + ": no such file"},
+        // An output the writer can't make: each container's writer in its own words.
+        {"rewrap " + dv + " " + dir.file("nowhere/out.mov"),
+         "cvtool rewrap: " + dir.file("nowhere/out.mov") +
+             ": the writer refused it (5):  Can't create CFileWriterUnbuffered NotFound"},
+        {"rewrap " + dv + " " + dir.file("nowhere/out.avi"),
+         "cvtool rewrap: " + dir.file("nowhere/out.avi") + ": the writer refused it (5):  Failed to create " +
+             dir.file("nowhere/out.avi") + ". NotFound"},
+        {"rewrap " + dv + " " + dir.file("nowhere/out.mxf"),
+         "cvtool rewrap: " + dir.file("nowhere/out.mxf") + ": the writer refused it (5):  Failed to create output file '" +
+             dir.file("nowhere/out.mxf") + "' NotFound"},
         {"--plugin /nonexistent/libx.so plugins",
          "cvtool: /nonexistent/libx.so: cannot open shared object file: No such file or directory"},
     };
