@@ -232,13 +232,8 @@ TEST_F(MxfWriterOp1a, ImxSoundGoesInD10Elements)
         ASSERT_EQ(source.video.size(), 25u);
         source.audio = {readFile(testMedia(bits == 16 ? "raw_pcm16_48k.s16le" : "raw_pcm24_48k.s24le"))};
         const std::string path = m_dir.file("imx" + std::to_string(bits) + ".mxf");
-        CMxf_FileWriter writer;
-        writer.setResourceFilePath(dictionaryFolder());
-        ASSERT_EQ(writer.create(fromUtf8(path), source.tracks.data(), int(source.tracks.size()), 1), OK)
-            << narrowText(writer.getLastError());
-        std::string error;
-        ASSERT_TRUE(writeFrames(writer, source, 0, source.video.size(), &error)) << error;
-        writer.close();
+        write(path, source);
+        ASSERT_FALSE(HasFatalFailure());
 
         expectSameVideoPackets(path, pictures);
         const std::string pcm = audioOfFrames(source, 0, source.video.size());
