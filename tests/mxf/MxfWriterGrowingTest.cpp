@@ -236,6 +236,16 @@ TEST_F(MxfWriterDummyAtoms, TheFamilyClaimsEveryFrameAtOnce)
     const std::string theirs = runCommand(hashes + shellQuote(copy));
     ASSERT_FALSE(picture.empty());
     EXPECT_EQ(theirs.substr(0, theirs.find('\n')), picture.substr(0, picture.find('\n')));
+    // Our reader opens it before its footer, with the picture written.
+    MXF::CMxf_FileReader reader;
+    const int video = loadPicture(reader, copy);
+    ASSERT_GE(video, 0) << narrowText(reader.getLastError());
+    ASSERT_TRUE(isSuccess(reader.essenceOpen(unsigned(video))));
+    std::vector<unsigned char> buffer(1 << 20);
+    unsigned offset = 0, size = 0;
+    ASSERT_TRUE(isSuccess(reader.essenceRead(0, 1, buffer.data(), unsigned(buffer.size()), offset, size)))
+        << narrowText(reader.getLastError());
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data() + offset), size), m_picture);
     EXPECT_EQ(elementLength(readFile(m_dir.file("claim.a1.mxf"))), 50u * 1920u * 2u);
     EXPECT_EQ(elementLength(readFile(m_dir.file("claim.a2.mxf"))), 50u * 1920u * 2u);
     writer.close();
