@@ -214,7 +214,8 @@ CvResult FileReader::getGopAndPresentationOrder(unsigned start, unsigned count, 
     for (unsigned read = 0; read < n && stillWanted > 0; ++read) {
         unsigned sample = start + read;
         IndexEntry entry;
-        result = getIndexEntry(sample, entry);
+        // The rows as they are: an order needs no bytes of the essence.
+        result = checkTrack(m_currentStream) ? m_readers[m_currentStream]->row(sample, entry) : Fail;
         if (!isSuccess(result)) {
             if (read == 0) {
                 setLastError(NotFound, L"get_GopAndPresentationOrder failed to retrieve index entry.");

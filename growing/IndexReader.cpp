@@ -58,9 +58,14 @@ bool Reader::setCurrentTrack(const unsigned& track)
     return true;
 }
 
+CvResult Reader::row(unsigned sample, IndexEntry& entry)
+{
+    return m_indexer->get(m_track, sample, entry);
+}
+
 CvResult Reader::getIndexEntry(const unsigned& sample, IndexEntry& entry)
 {
-    CvResult result = m_indexer->get(m_track, sample, entry);
+    CvResult result = row(sample, entry);
     if (result == OK && !essenceHolds(entry))
         return Fail;
     return result;
@@ -95,7 +100,7 @@ CvResult Reader::getGopAndPresentationOrder(unsigned frame, GOPInfo& info, std::
         return Pointer;
     for (uint64_t i = 0; i < count; ++i) {
         IndexEntry entry;
-        getIndexEntry(static_cast<unsigned>(frame + i), entry);
+        row(static_cast<unsigned>(frame + i), entry);
         info.decodeOrder[i] = static_cast<uint32_t>(frame + i);
         info.presentationOrder[i] = entry.presentationIndex;
     }
@@ -247,12 +252,12 @@ void Reader::calculateIsOpenGop()
     unsigned n = std::min(m_indexer->getNumEntries(), 64u);
     for (unsigned i = 0; i < n;) {
         IndexEntry key;
-        getIndexEntry(i, key);
+        row(i, key);
         if ((key.frameType & FrameKey) && key.presentationIndex != i && i + 1 < n) {
             // A B picture that follows the key frame in coded order but is
             // shown before it refers to the GOP before: the GOP is open.
             IndexEntry next;
-            getIndexEntry(i + 1, next);
+            row(i + 1, next);
             if ((next.frameType & FrameBidirectional) && next.presentationIndex < key.presentationIndex) {
                 m_isOpenGop = 1;
                 return;
@@ -272,7 +277,7 @@ bool Reader::findKeyFrames(const unsigned& frame, unsigned& left, bool& hasLeft,
     unsigned end = static_cast<unsigned>(std::min<uint64_t>(n, uint64_t(frame) + 64));
     for (unsigned s = frame; s < end; ++s) {
         IndexEntry entry;
-        if (getIndexEntry(s, entry) != OK)
+        if (row(s, entry) != OK)
             break;
         if (isKeyFrame(entry)) {
             right = s;
@@ -282,7 +287,7 @@ bool Reader::findKeyFrames(const unsigned& frame, unsigned& left, bool& hasLeft,
     }
     for (unsigned s = frame;; --s) {
         IndexEntry entry;
-        if (getIndexEntry(s, entry) != OK)
+        if (row(s, entry) != OK)
             break;
         if (isKeyFrame(entry)) {
             left = s;

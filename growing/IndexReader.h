@@ -32,8 +32,11 @@ public:
     void recalculateSize();
     // False, with the track kept, when the index has no such track.
     bool setCurrentTrack(const unsigned& track);
-    // Fails for a row whose bytes lie past the essence's end, as a read of it
-    // would: a damaged row's size is never worth a buffer.
+    // The sample's row as the index holds it: for orders and key frames,
+    // which need no bytes.
+    CvResult row(unsigned sample, IndexEntry& entry);
+    // The row, failing for one whose bytes lie past the essence's end, as a
+    // read of it would: a damaged row's size is never worth a buffer.
     CvResult getIndexEntry(const unsigned& sample, IndexEntry& entry);
     // The decode and display positions of info.count samples from `frame`.
     CvResult getGopAndPresentationOrder(unsigned frame, GOPInfo& info, std::vector<unsigned short>& order);

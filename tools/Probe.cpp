@@ -41,15 +41,10 @@ const char* formatName(int fileType)
 }
 
 // "HH:MM:SS:FF" as ffprobe prints it: ';' before the frames for drop frame.
-std::string timecodeText(MediaFileReader& reader, int stream)
+// A drop-frame count runs at 29.97 or 59.94 frames a second, whatever whole
+// number of frames the source names.
+std::string timecodeText(unsigned start, double rate, bool drop)
 {
-    unsigned start = 0;
-    if (!isSuccess(reader.get_TimeCode(stream, 0, &start)))
-        return {};
-    bool drop = reader.get_IsDropFrame(stream);
-    // A drop-frame count runs at 29.97 or 59.94 frames a second, whatever
-    // whole number of frames the track names.
-    double rate = reader.get_Rate(stream);
     if (drop && (rate == 30.0 || rate == 60.0))
         rate = rate * 1000.0 / 1001.0;
     Corvidane::CTimeCodeEx timecode(start, rate, drop);
@@ -59,6 +54,15 @@ std::string timecodeText(MediaFileReader& reader, int stream)
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", hours, minutes, seconds, drop ? ';' : ':', frames);
     return text;
+}
+
+// A timecode track's start; empty when the reader gives none.
+std::string timecodeText(MediaFileReader& reader, int stream)
+{
+    unsigned start = 0;
+    if (!isSuccess(reader.get_TimeCode(stream, 0, &start)))
+        return {};
+    return timecodeText(start, reader.get_Rate(stream), reader.get_IsDropFrame(stream));
 }
 
 // A rate as ffprobe writes one, "30000/1001"; "0/0" for none.
@@ -143,19 +147,10 @@ const char* fieldOrderName(unsigned scanMode)
 // The editor's start timecode of the file as text; empty without one.
 std::string editorTimecodeText(const FileReadInstance& file)
 {
-    double rate = file.timecodeRate();
+    const double rate = file.timecodeRate();
     if (rate <= 0)
         return {};
-    const bool drop = file.isDropFrame();
-    if (drop && (rate == 30.0 || rate == 60.0))
-        rate = rate * 1000.0 / 1001.0;
-    Corvidane::CTimeCodeEx timecode(unsigned(file.startTimecode()), rate, drop);
-    short hours = 0, minutes = 0, seconds = 0, frames = 0;
-    if (!timecode.isValid() || !timecode.toHHMMSSFF(hours, minutes, seconds, frames, drop))
-        return {};
-    char text[32];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", hours, minutes, seconds, drop ? ';' : ':', frames);
-    return text;
+    return timecodeText(unsigned(file.startTimecode()), rate, file.isDropFrame());
 }
 
 // The members of one section that the selection shows; a section that isn't

@@ -56,8 +56,7 @@ bool CMxf_FileWriter::elementValue(size_t track, TrackData& row)
         return true;
     // 525-line sound runs in a cadence of five frames, which the head counts.
     const int video = firstVideoTrack();
-    const MXFRATIONAL rate = video >= 0 ? m_editRates[size_t(video)] : MXFRATIONAL{};
-    const bool ntsc = rate.denominator > 0 && rate.numerator * 1001LL == rate.denominator * 30000LL;
+    const bool ntsc = video >= 0 && isRate2997(m_editRates[size_t(video)]);
     const unsigned sequence = ntsc ? unsigned(m_atomsWritten % 5) + 1 : 0;
     const AudioStructuralData& audio = m_tracks[track].audio;
     m_soundElement.clear();
